@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# Builds Release and ASan+UBSan configurations and runs the whole test suite in both.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/deps.sh
+generator=()
+command -v ninja >/dev/null && generator=(-G Ninja)
+jobs=$(nproc)
+
+echo "== Release"
+cmake -S . -B build/release "${generator[@]}" -DCMAKE_BUILD_TYPE=Release >/dev/null
+cmake --build build/release --parallel "$jobs"
+ctest --test-dir build/release --output-on-failure --parallel "$jobs"
+
+echo "== AddressSanitizer + UndefinedBehaviorSanitizer"
+cmake -S . -B build/asan "${generator[@]}" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTESS_SANITIZE=ON >/dev/null
+cmake --build build/asan --parallel "$jobs"
+ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+  ctest --test-dir build/asan --output-on-failure --parallel "$jobs"
