@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "EQ.h"
 #include "Sections.h"
 
 // Fills up to four sections (second-order ones first, then the first-order one of an odd
@@ -12,3 +13,6 @@ int cutFamilySections(int32_t subtype, int32_t order, double q, AnalogueSection*
 // Pole pairs (re, im) and the real pole, if any, of the Bessel family in the -3.01 dB
 // normalisation, in section order. Returns the number of pairs.
 int besselPoles(int32_t order, double (*pairs)[2], double* realPole);
+
+// The same poles derived from the Bessel polynomial, for every order 1 to 8.
+int deriveBesselPoles(int32_t order, double (*pairs)[2], double* realPole);

@@ -1,0 +1,213 @@
+#include "EQBank.h"
+
+#include <algorithm>
+#include <cmath>
+
+EQBank::EQBank(int32_t impulseLength_, int32_t correctionLength_, int32_t bands_,
+               int32_t channels_)
+    : bands(bands_), channels(0), impulseLength(impulseLength_),
+      correctionLength(correctionLength_) {
+    scratchA.assign(size_t(scratchSize), 0.0);
+    scratchB.assign(size_t(scratchSize), 0.0);
+    setChannels(channels_);
+}
+
+EQBank::~EQBank() = default;
+
+EQ* EQBank::getEQ(int32_t band, int32_t channel) const {
+    if (band < 0 || band >= bands || channel < 0 || channel >= channels) return nullptr;
+    return eq(band, channel);
+}
+
+void EQBank::setChannels(int32_t n) {
+    eqs.clear();
+    channels = std::max(n, 0);
+    eqs.reserve(size_t(bands) * size_t(channels));
+    for (int32_t i = 0; i < bands * channels; ++i) {
+        auto band = std::make_unique<MarlowenEQ>();
+        band->setSampleRate(sampleRate);
+        eqs.push_back(std::move(band));
+    }
+    if (channels != 2) linked = 0;
+    forceUpdate = 1;
+}
+
+void EQBank::setMode(int32_t m) {
+    forceUpdate = m != mode;
+    mode = m;
+    convolverActive = m != kModeIIR;
+    update(true);
+}
+
+void EQBank::setParallel(int32_t v) {
+    for (int32_t b = 0; b < bands; ++b)
+        for (int32_t c = 0; c < channels; ++c) {
+            MarlowenEQ* e = eq(b, c);
+            const int32_t t = e->getType();
+            const bool peak = t == kEQPeak;
+            const bool shelf = t == kEQLowShelf || t == kEQHighShelf;
+            const bool wanted = (v == kPeaksParallel && peak) ||
+                                (v == kPeaksShelvesParallel && (peak || shelf));
+            e->setParallel(wanted && !e->getOff() && !e->getFlat());
+        }
+    parallelActive = v != kAllSeries;
+}
+
+void EQBank::setLinked(bool v) { linked = v && channels == 2; }
+
+void EQBank::setSampleRate(float rate) {
+    sampleRate = rate;
+    for (auto& e : eqs) e->setSampleRate(rate);
+}
+
+template <typename Setter> void EQBank::forChannels(int32_t band, uint32_t mask, Setter set) {
+    if (band < 0 || band >= bands) return;
+    for (int32_t c = 0; c < channels && c < 32; ++c)
+        if (mask & (1u << c)) set(eq(band, c));
+    update(false);
+}
+
+void EQBank::setOff(int32_t v, int32_t band, uint32_t mask) {
+    forChannels(band, mask, [v](EQ* e) { e->setOff(v); });
+}
+void EQBank::setType(int32_t v, int32_t band, uint32_t mask) {
+    forChannels(band, mask, [v](EQ* e) { e->setType(v); });
+}
+void EQBank::setSubtype(int32_t v, int32_t band, uint32_t mask) {
+    forChannels(band, mask, [v](EQ* e) { e->setSubtype(v); });
+}
+void EQBank::setFrequency(float v, int32_t band, uint32_t mask) {
+    forChannels(band, mask, [v](EQ* e) { e->setFrequency(v); });
+}
+void EQBank::setOrder(int32_t v, int32_t band, uint32_t mask) {
+    forChannels(band, mask, [v](EQ* e) { e->setOrder(v); });
+}
+void EQBank::setGain(float v, int32_t band, uint32_t mask) {
+    forChannels(band, mask, [v](EQ* e) { e->setGain(v); });
+}
+void EQBank::setQ(float v, int32_t band, uint32_t mask) {
+    forChannels(band, mask, [v](EQ* e) { e->setQ(v); });
+}
+void EQBank::setShift(float v, int32_t band, uint32_t mask) {
+    forChannels(band, mask, [v](EQ* e) { e->setShift(v); });
+}
+void EQBank::setPhase(float v, int32_t band, uint32_t mask) {
+    forChannels(band, mask, [v](EQ* e) { e->setPhase(v); });
+}
+
+void EQBank::update(bool go) {
+    if (!go) return;
+    bool changed = forceUpdate;
+    for (size_t i = 0; !changed && i < eqs.size(); ++i) changed = eqs[i]->isDirty();
+    if (!changed) return;
+    forceUpdate = 0;
+    if (mode < kModeFullMinimum) {
+        for (int32_t b = 0; b < bands; ++b) {
+            MarlowenEQ* first = nullptr;
+            for (int32_t c = 0; c < channels; ++c) {
+                MarlowenEQ* e = eq(b, c);
+                if (e->getOff()) {
+                    e->design();
+                } else if (!first) {
+                    e->design();
+                    first = e;
+                } else {
+                    // The transfer gives every on-channel of a band the same settings.
+                    e->shareDesign(*first);
+                }
+            }
+        }
+    }
+    if (!convolverActive) return;
+    // The FIR builds (corrective and full impulses) hang here once the convolvers exist.
+}
+
+int32_t EQBank::getLatency() const {
+    switch (mode) {
+    case kModeAnalogue:
+    case kModeLinear:
+    case kModeFree:
+        return impulseLength / 2;
+    default:
+        return 0;
+    }
+}
+
+float EQBank::getBandEffectiveQ(float fallback, int32_t band) const {
+    if (band < 0 || band >= bands) return fallback;
+    for (int32_t c = 0; c < channels; ++c)
+        if (!eq(band, c)->getOff()) return eq(band, c)->getEffectiveQ();
+    return fallback;
+}
+
+float EQBank::analogueMagnitudeAt(float frequency, int32_t channel) const {
+    if (channel < 0 || channel >= channels) return 0;
+    float m = 1;
+    for (int32_t b = 0; b < bands; ++b) m *= float(eq(b, channel)->analogueMagnitude(frequency, false));
+    return m;
+}
+
+float EQBank::analoguePhaseAt(float frequency, int32_t channel) const {
+    if (channel < 0 || channel >= channels) return 0;
+    float p = 0;
+    for (int32_t b = 0; b < bands; ++b) p += float(eq(b, channel)->analoguePhase(frequency));
+    return p;
+}
+
+float EQBank::digitalMagnitudeAt(float frequency, int32_t channel) const {
+    if (channel < 0 || channel >= channels) return 0;
+    double m = 1;
+    for (int32_t b = 0; b < bands; ++b) m *= eq(b, channel)->digitalMagnitude(frequency);
+    return float(m);
+}
+
+float EQBank::magnitudeErrorAt(float frequency, int32_t channel) const {
+    const float a = analogueMagnitudeAt(frequency, channel);
+    const float d = digitalMagnitudeAt(frequency, channel);
+    if (a == 0 || d == 0) return 1;
+    return d / a;
+}
+
+void EQBank::ensureScratch(int32_t samples) {
+    if (samples <= scratchSize) return;
+    // Only a block longer than any before reaches this; the core never sends one.
+    scratchSize = samples;
+    scratchA.assign(size_t(samples), 0.0);
+    scratchB.assign(size_t(samples), 0.0);
+}
+
+void EQBank::processBlock(double** buffers, int32_t samples, int32_t channelCount) {
+    if (samples <= 0 || !buffers) return;
+    const int32_t n = std::min(channelCount, channels);
+    if (mode < kModeFullMinimum) {
+        ensureScratch(samples);
+        for (int32_t c = 0; c < n; ++c) {
+            double* buffer = buffers[c];
+            if (!buffer) continue;
+            if (parallelActive) {
+                double* a = scratchA.data();
+                double* sum = scratchB.data();
+                std::fill(sum, sum + samples, 0.0);
+                // Parallel bands hold H - 1, so x + sum((H_i - 1) x) is the parallel branch.
+                for (int32_t b = 0; b < bands; ++b) {
+                    MarlowenEQ* e = eq(b, c);
+                    if (!e->getParallel()) continue;
+                    std::copy(buffer, buffer + samples, a);
+                    e->processDouble(a, samples);
+                    for (int32_t i = 0; i < samples; ++i) sum[i] += a[i];
+                }
+                for (int32_t i = 0; i < samples; ++i) buffer[i] += sum[i];
+                for (int32_t b = 0; b < bands; ++b) {
+                    MarlowenEQ* e = eq(b, c);
+                    if (!e->getParallel()) e->processDouble(buffer, samples);
+                }
+            } else {
+                for (int32_t b = 0; b < bands; ++b) eq(b, c)->processDouble(buffer, samples);
+            }
+        }
+    }
+    if (!convolverActive) return;
+    busy = 1;
+    // The convolvers run here, sample by sample, once they exist.
+    busy = 0;
+}

@@ -1,0 +1,86 @@
+#pragma once
+// The whole equaliser of one instance: bands x channels of MarlowenEQ, the serial and
+// parallel topology between the bands of a channel, and the response queries of the graphs.
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "MarlowenEQ.h"
+
+enum EQBankMode : int32_t {
+    kModeIIR = 0,
+    kModeIIRCorrected = 1,
+    kModeFullMinimum = 2,
+    kModeZeroLatencyAnalogue = 3,
+    kModeAnalogue = 4,
+    kModeLinear = 5,
+    kModeFree = 6,
+};
+
+enum ParallelTopology : int32_t { kAllSeries = 0, kPeaksParallel = 1, kPeaksShelvesParallel = 2 };
+
+class EQBank {
+public:
+    EQBank(int32_t impulseLength, int32_t correctionLength, int32_t bands, int32_t channels);
+    EQBank(const EQBank&) = delete;
+    EQBank& operator=(const EQBank&) = delete;
+    virtual ~EQBank();
+
+    virtual EQ* getEQ(int32_t band, int32_t channel) const;
+    virtual void setMode(int32_t m);
+    virtual void setParallel(int32_t v);
+    virtual void setLinked(bool v);
+    virtual void setSampleRate(float rate);
+    virtual void setOff(int32_t v, int32_t band, uint32_t channelMask);
+    virtual void setType(int32_t v, int32_t band, uint32_t channelMask);
+    virtual void setSubtype(int32_t v, int32_t band, uint32_t channelMask);
+    virtual void setFrequency(float v, int32_t band, uint32_t channelMask);
+    virtual void setOrder(int32_t v, int32_t band, uint32_t channelMask);
+    virtual void setGain(float v, int32_t band, uint32_t channelMask);
+    virtual void setQ(float v, int32_t band, uint32_t channelMask);
+    virtual void setShift(float v, int32_t band, uint32_t channelMask);
+    virtual void setPhase(float v, int32_t band, uint32_t channelMask);
+    virtual void update(bool go);
+    virtual int32_t getImpulseLength() const { return impulseLength; }
+    virtual float getBandEffectiveQ(float fallback, int32_t band) const;
+    virtual int32_t getLatency() const;
+    virtual float analogueMagnitudeAt(float frequency, int32_t channel) const;
+    virtual float analoguePhaseAt(float frequency, int32_t channel) const;
+    virtual float digitalMagnitudeAt(float frequency, int32_t channel) const;
+    virtual float magnitudeErrorAt(float frequency, int32_t channel) const;
+
+    // buffers[c] may be null for a channel that is not present in this block.
+    void processBlock(double** buffers, int32_t samples, int32_t channelCount);
+    void setChannels(int32_t n);
+
+    int32_t getBands() const { return bands; }
+    int32_t getChannels() const { return channels; }
+    int32_t getMode() const { return mode; }
+    bool isLinked() const { return linked != 0; }
+    bool isParallelActive() const { return parallelActive != 0; }
+    bool isConvolverActive() const { return convolverActive != 0; }
+    float getSampleRate() const { return sampleRate; }
+
+private:
+    MarlowenEQ* eq(int32_t band, int32_t channel) const {
+        return eqs[size_t(band) * size_t(channels) + size_t(channel)].get();
+    }
+    template <typename Setter> void forChannels(int32_t band, uint32_t mask, Setter set);
+    void ensureScratch(int32_t samples);
+
+    int32_t bands = 32;
+    int32_t channels = 2;
+    std::vector<double> scratchA, scratchB;
+    int32_t scratchSize = 1024;
+    uint8_t busy = 0;
+    std::vector<std::unique_ptr<MarlowenEQ>> eqs;
+    float sampleRate = 44100;
+    uint8_t convolverActive = 0;
+    int32_t mode = kModeIIR;
+    int32_t impulseLength = 8192;
+    int32_t correctionLength = 64;
+    uint8_t linked = 0;
+    uint8_t parallelActive = 0;
+    uint8_t forceUpdate = 1;
+};
