@@ -107,6 +107,14 @@ void runSection(Sample* buffer, int32_t count, double* st, DigitalSection& cur,
 
 } // namespace
 
+int32_t DF1Cascade::steadyLanes(SectionLane* out) {
+    for (int s = 0; s < sectionCount; ++s) {
+        for (double& v : state[s]) flushTiny(v);
+        out[s] = {&current[s], state[s]};
+    }
+    return sectionCount;
+}
+
 void DF1Cascade::processDouble(double* buffer, int32_t count) {
     if (flat && rampCount < 1) return;
     if (sectionCount < 1) {

@@ -3,6 +3,7 @@
 // with every coefficient change spread linearly over 1000 samples.
 
 #include "EQ.h"
+#include "SectionPipeline.h"
 
 constexpr int32_t kRampLength = 1000;
 
@@ -18,6 +19,13 @@ public:
     double digitalMagnitude(double frequency) const override;
     void digitalResponse(double frequency, double* re, double* im) const override;
     void setCoefficients(const double* sections, int32_t count) override;
+
+    // processDouble would return at once: a flat band with no ramp running.
+    bool isSkipped() const { return flat && rampCount < 1; }
+    // No ramp runs and there is something to run: the sections may join a vector pipeline.
+    bool isSteady() const { return rampCount < 0 && sectionCount >= 1 && !flat; }
+    // For a steady cascade: applies the block-start denormal guard and hands out its sections.
+    int32_t steadyLanes(SectionLane* out);
 
     int32_t getSectionCount() const { return sectionCount; }
     int32_t getRampCount() const { return rampCount; }

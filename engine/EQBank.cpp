@@ -176,34 +176,81 @@ void EQBank::ensureScratch(int32_t samples) {
     scratchB.assign(size_t(samples), 0.0);
 }
 
+bool EQBank::isSerial(const MarlowenEQ* e) const { return !parallelActive || !e->getParallel(); }
+
+void EQBank::addParallelBranch(int32_t channel, double* buffer, int32_t samples) {
+    double* a = scratchA.data();
+    double* sum = scratchB.data();
+    std::fill(sum, sum + samples, 0.0);
+    // Parallel bands hold H - 1, so x + sum((H_i - 1) x) is the parallel branch.
+    for (int32_t b = 0; b < bands; ++b) {
+        MarlowenEQ* e = eq(b, channel);
+        if (!e->getParallel()) continue;
+        std::copy(buffer, buffer + samples, a);
+        e->processDouble(a, samples);
+        for (int32_t i = 0; i < samples; ++i) sum[i] += a[i];
+    }
+    for (int32_t i = 0; i < samples; ++i) buffer[i] += sum[i];
+}
+
+void EQBank::runSerialMono(int32_t channel, double* buffer, int32_t samples) {
+    for (int32_t b = 0; b < bands; ++b) {
+        MarlowenEQ* e = eq(b, channel);
+        if (isSerial(e)) e->processDouble(buffer, samples);
+    }
+}
+
+// The serial bands of two channels, in band order. Runs of bands that are steady on both
+// channels go through the vector pipeline; a band that ramps, or differs between the two,
+// runs on its own, which keeps the order of the bands and the arithmetic of each one.
+void EQBank::runSerialPair(int32_t channel, double* l, double* r, int32_t samples) {
+    int32_t queued = 0;
+    auto flush = [&] {
+        runStereoPipeline(laneLeft, laneRight, queued, l, r, samples);
+        queued = 0;
+    };
+    for (int32_t b = 0; b < bands; ++b) {
+        MarlowenEQ* left = eq(b, channel);
+        MarlowenEQ* right = eq(b, channel + 1);
+        const bool runLeft = isSerial(left) && !left->isSkipped();
+        const bool runRight = isSerial(right) && !right->isSkipped();
+        if (!runLeft && !runRight) continue;
+        if (runLeft && runRight && left->isSteady() && right->isSteady() &&
+            left->getSectionCount() == right->getSectionCount()) {
+            if (queued + kMaxSections > kMaxPipelineSections) flush();
+            left->steadyLanes(laneLeft + queued);
+            queued += right->steadyLanes(laneRight + queued);
+            continue;
+        }
+        flush();
+        if (runLeft) left->processDouble(l, samples);
+        if (runRight) right->processDouble(r, samples);
+    }
+    flush();
+}
+
 void EQBank::processBlock(double** buffers, int32_t samples, int32_t channelCount) {
     if (samples <= 0 || !buffers) return;
     const int32_t n = std::min(channelCount, channels);
     if (mode < kModeFullMinimum) {
         ensureScratch(samples);
-        for (int32_t c = 0; c < n; ++c) {
+        for (int32_t c = 0; c < n;) {
             double* buffer = buffers[c];
-            if (!buffer) continue;
-            if (parallelActive) {
-                double* a = scratchA.data();
-                double* sum = scratchB.data();
-                std::fill(sum, sum + samples, 0.0);
-                // Parallel bands hold H - 1, so x + sum((H_i - 1) x) is the parallel branch.
-                for (int32_t b = 0; b < bands; ++b) {
-                    MarlowenEQ* e = eq(b, c);
-                    if (!e->getParallel()) continue;
-                    std::copy(buffer, buffer + samples, a);
-                    e->processDouble(a, samples);
-                    for (int32_t i = 0; i < samples; ++i) sum[i] += a[i];
+            double* next = c + 1 < n ? buffers[c + 1] : nullptr;
+            if (buffer && next) {
+                if (parallelActive) {
+                    addParallelBranch(c, buffer, samples);
+                    addParallelBranch(c + 1, next, samples);
                 }
-                for (int32_t i = 0; i < samples; ++i) buffer[i] += sum[i];
-                for (int32_t b = 0; b < bands; ++b) {
-                    MarlowenEQ* e = eq(b, c);
-                    if (!e->getParallel()) e->processDouble(buffer, samples);
-                }
-            } else {
-                for (int32_t b = 0; b < bands; ++b) eq(b, c)->processDouble(buffer, samples);
+                runSerialPair(c, buffer, next, samples);
+                c += 2;
+                continue;
             }
+            if (buffer) {
+                if (parallelActive) addParallelBranch(c, buffer, samples);
+                runSerialMono(c, buffer, samples);
+            }
+            ++c;
         }
     }
     if (!convolverActive) return;

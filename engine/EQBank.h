@@ -68,6 +68,10 @@ private:
     }
     template <typename Setter> void forChannels(int32_t band, uint32_t mask, Setter set);
     void ensureScratch(int32_t samples);
+    bool isSerial(const MarlowenEQ* e) const;
+    void addParallelBranch(int32_t channel, double* buffer, int32_t samples);
+    void runSerialMono(int32_t channel, double* buffer, int32_t samples);
+    void runSerialPair(int32_t channel, double* l, double* r, int32_t samples);
 
     int32_t bands = 32;
     int32_t channels = 2;
@@ -83,4 +87,6 @@ private:
     uint8_t linked = 0;
     uint8_t parallelActive = 0;
     uint8_t forceUpdate = 1;
+    SectionLane laneLeft[kMaxPipelineSections];
+    SectionLane laneRight[kMaxPipelineSections];
 };
