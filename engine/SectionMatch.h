@@ -19,7 +19,7 @@ DigitalSection matchHighPass(double fs, double f, double q);
 // with d2 = 1. When *inverted is set the result is the design of the reciprocal section.
 DigitalSection matchGeneral(double fs, const AnalogueSection& s, bool* inverted);
 
-// Least squares of a rows x cols system (rows <= 4, cols <= 2, row-major a) by SVD, dropping
+// Least squares of a rows x cols system (both <= 4, row-major a) by SVD, dropping
 // singular values below the largest / 1e6. Returns false when every direction was dropped.
 bool solveLeastSquares(const double* a, int rows, int cols, const double* b, double* x);
 
@@ -39,8 +39,15 @@ public:
                 double tolerance);
 
 private:
-    double errorAt(double* x, double& g);   // x may be stabilised in place
-    void gradientAt(const double* x, double g, double* grad);
+    friend struct SectionMatcherTestAccess;
+
+    void buildGrid();
+    void resetHessian();
+    // Error of the search point p against the targets with the best gain, returned in gain.
+    // Poles of p outside the unit circle are reflected inside, in place.
+    double errorAt(double* p, double& gain);
+    // Gradient of the error at p with the gain held fixed.
+    void gradientAt(const double* p, double gain, double* out);
 
     double x[4] = {0, 0, 0, 0}; // b1/b0, b2/b0, a1, a2
     double g = 1;
