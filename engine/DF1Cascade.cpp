@@ -159,16 +159,21 @@ void DF1Cascade::processFloat(float* buffer, int32_t count) {
 double DF1Cascade::digitalMagnitude(double frequency) const {
     const double w = kTwoPi * frequency / sampleRate;
     const double c1 = std::cos(w), s1 = std::sin(w), c2 = std::cos(2 * w), s2 = std::sin(2 * w);
-    double num = 1, den = 1;
+    double magnitude2 = 1;
     for (int i = 0; i < sectionCount; ++i) {
         const DigitalSection& t = target[i];
         const double nr = t.b0 * c2 + t.b1 * c1 + t.b2, ni = t.b0 * s2 + t.b1 * s1;
         const double dr = c2 + t.a1 * c1 + t.a2, di = s2 + t.a1 * s1;
-        num *= nr * nr + ni * ni;
-        den *= dr * dr + di * di;
+        const double num = nr * nr + ni * ni, den = dr * dr + di * di;
+        // The 0/0 guard goes section by section: a product of several small but proper
+        // denominators (a steep high pass near DC) is no coincidence of pole and zero.
+        if (den < 1e-20) {
+            if (num >= 1e-20) return 0;
+            continue;
+        }
+        magnitude2 *= num / den;
     }
-    if (std::fabs(den) < 1e-20) return std::fabs(num) < 1e-20 ? 1 : 0;
-    return std::sqrt(num / den);
+    return std::sqrt(magnitude2);
 }
 
 void DF1Cascade::digitalResponse(double frequency, double* re, double* im) const {

@@ -240,8 +240,14 @@ void MarlowenEQ::design() {
             const double m = sectionMagnitude(s, fs * matcher.gridPoint(k));
             targets[k] = inverted ? 1 / m : m;
         }
+        // Zeros the analogue section has at DC stay at z = 1 through the search.
+        int dcZeros = 0;
+        if (s.n0 == 0 && s.d0 == 0)
+            dcZeros = s.n1 == 0 ? 1 : 0;
+        else if (s.n0 == 0)
+            dcZeros = s.n1 == 0 ? 2 : 1;
         const MatcherMode& mm = kMatcherModes[mode];
-        matcher.refine(out, targets, mm.limit, mm.iterations, mm.tolerance);
+        matcher.refine(out, targets, mm.limit, mm.iterations, mm.tolerance, dcZeros);
         if (inverted) {
             out = reciprocal(out);
             reflectPoles(out);

@@ -612,8 +612,29 @@ void SectionMatcher::gradientAt(const double* p, double gain, double* out) {
     out[3] = g3;
 }
 
+void SectionMatcher::constrainDirection(double* v) const {
+    if (heldZeros >= 2) {
+        v[0] = v[1] = 0;
+    } else if (heldZeros == 1) {
+        // Tangent of 1 + b1n + b2n = 0.
+        const double m = (v[0] + v[1]) / 2;
+        v[0] -= m;
+        v[1] -= m;
+    }
+}
+
+void SectionMatcher::constrainPoint(double* p) const {
+    if (heldZeros >= 2) {
+        p[0] = -2;
+        p[1] = 1;
+    } else if (heldZeros == 1) {
+        p[1] = -1 - p[0];
+    }
+}
+
 bool SectionMatcher::refine(DigitalSection& section, const double* targets, double limit,
-                            int iterations, double tolerance) {
+                            int iterations, double tolerance, int dcZeros) {
+    heldZeros = dcZeros;
     buildGrid();
     for (int k = 0; k < kMatchPoints; ++k) {
         target[k] = targets[k];
@@ -625,6 +646,7 @@ bool SectionMatcher::refine(DigitalSection& section, const double* targets, doub
     x[1] = section.b2 / section.b0;
     x[2] = section.a1;
     x[3] = section.a2;
+    constrainPoint(x);
     resetHessian();
     // |x| is the Euclidean norm of the whole search point.
     const double norm = std::sqrt(sq(x[0]) + sq(x[1]) + sq(x[2]) + sq(x[3]));
@@ -645,6 +667,7 @@ bool SectionMatcher::refine(DigitalSection& section, const double* targets, doub
     if (e0 <= tolerance) return keepClosedForm();
 
     gradientAt(x, g, grad);
+    constrainDirection(grad);
     double current = e0;
     int failures = 0;
     for (int it = 1; it < iterations && failures < 3; ++it) {
@@ -653,8 +676,9 @@ bool SectionMatcher::refine(DigitalSection& section, const double* targets, doub
             double s = 0;
             for (int j = 0; j < 4; ++j) s -= hinv[i][j] * grad[j];
             step[i] = s;
-            len2 += s * s;
         }
+        constrainDirection(step);
+        for (double s : step) len2 += s * s;
         const double len = std::sqrt(len2);
         if (!std::isfinite(len)) break;
         if (len > stepLimit)
@@ -704,9 +728,11 @@ bool SectionMatcher::refine(DigitalSection& section, const double* targets, doub
         }
 
         for (int i = 0; i < 4; ++i) x[i] = newX[i];
+        constrainPoint(x);
         g = newG;
         current = newE;
         gradientAt(x, g, grad);
+        constrainDirection(grad);
 
         // BFGS update of the inverse Hessian.
         double s[4], y[4], hy[4];

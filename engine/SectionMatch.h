@@ -34,9 +34,11 @@ public:
     double getGridRate() const { return gridRate; }
 
     // Refines `section` toward `targets` (kMatchPoints magnitudes at the grid points).
+    // dcZeros (0, 1 or 2) zeros at z = 1 are kept where they are: the fit weighs linear
+    // magnitude and would otherwise trade a high pass's DC block for a better fit elsewhere.
     // Returns whether the section was replaced.
     bool refine(DigitalSection& section, const double* targets, double limit, int iterations,
-                double tolerance);
+                double tolerance, int dcZeros = 0);
 
 private:
     friend struct SectionMatcherTestAccess;
@@ -60,4 +62,9 @@ private:
     double mag[kMatchPoints];
     double lnLow = 0, lnHigh = 0, lnSpan = 0, gridRate = 44100;
     double stepLimit = 0;
+    int heldZeros = 0;
+
+    // Keeps a direction in the subspace that leaves the zeros at z = 1 in place.
+    void constrainDirection(double* v) const;
+    void constrainPoint(double* p) const;
 };

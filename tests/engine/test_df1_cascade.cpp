@@ -182,3 +182,21 @@ TEST(DF1Cascade, FloatPathFlushesTinyOutputs) {
     c.processFloat(passed.data(), 16);
     for (float v : passed) EXPECT_EQ(v, 0.75f);
 }
+
+TEST(DF1Cascade, MagnitudeOfASteepCascadeNearDC) {
+    // Three sections whose denominators are each about 1e-8 at 5 Hz: their product is below
+    // 1e-20 with no pole-zero coincidence, and the magnitude must still be the true one.
+    Cascade c;
+    c.setSampleRate(44100);
+    const double highPass[15] = {0.9982, -1.9965, 0.9982, -1.99645, 0.99648,
+                                 0.9954, -1.9908, 0.9954, -1.99079, 0.99082,
+                                 0.9972, -0.9972, 0,      -0.99432, 0};
+    c.setCoefficients(highPass, 3);
+    for (double f : {5.0, 20.0, 100.0})
+        EXPECT_NEAR(c.digitalMagnitude(f), std::abs(digitalResponse(highPass, 3, f, 44100)),
+                    1e-9 * std::abs(digitalResponse(highPass, 3, f, 44100)) + 1e-15);
+    // An exact coincidence of zero and pole is still taken as 1.
+    const double cancel[5] = {1, -2, 1, -2, 1};
+    c.setCoefficients(cancel, 1);
+    EXPECT_EQ(c.digitalMagnitude(0), 1.0);
+}

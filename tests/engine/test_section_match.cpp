@@ -857,3 +857,36 @@ TEST(MarlowenDesign, EverySectionIsFiniteAndStable) {
                             }
                         }
 }
+
+TEST(MarlowenDesign, HighPassAndBandPassKeepTheirZerosAtDC) {
+    for (float rate : {44100.f, 96000.f})
+        for (float corner : {40.f, 2000.f, 15000.f})
+            for (int32_t order = 1; order <= 8; ++order) {
+                MarlowenEQ band;
+                band.setSampleRate(rate);
+                band.setType(kEQHighPass);
+                band.setSubtype(kCutButterworth);
+                band.setOrder(order);
+                band.setFrequency(corner);
+                band.setOff(0);
+                band.design();
+                // The analogue high pass falls at 6 dB per order and octave to DC; so must the
+                // digital one, with no floor where a fit traded the zero away.
+                const double a = band.analogueMagnitude(20, false);
+                const double d = band.digitalMagnitude(20);
+                EXPECT_NEAR(20 * std::log10(d / a), 0, 1.5)
+                    << "rate " << rate << " corner " << corner << " order " << order;
+                EXPECT_LT(band.digitalMagnitude(0.01), 1e-9 + 0.5 * band.digitalMagnitude(0.02));
+            }
+    MarlowenEQ bandPass;
+    bandPass.setSampleRate(48000);
+    bandPass.setType(kEQBandPass);
+    bandPass.setFrequency(9000);
+    bandPass.setQ(2);
+    bandPass.setGain(6);
+    bandPass.setOff(0);
+    bandPass.design();
+    EXPECT_LT(bandPass.digitalMagnitude(0.001), 1e-6);
+    EXPECT_NEAR(20 * std::log10(bandPass.digitalMagnitude(9000) / bandPass.analogueMagnitude(9000, false)),
+                0, 0.5);
+}
