@@ -4,9 +4,14 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+
 #include <map>
 #include <string>
 #include <vector>
+
+#include "SectionMatch.h"
+#include "EQ.h"
 
 class CollectingReporter : public benchmark::ConsoleReporter {
 public:
@@ -29,3 +34,16 @@ public:
     }
     std::map<std::string, double> nsPerIteration;
 };
+
+// The plain bilinear design of a band's analogue sections, prewarped at fw Hz: the baseline
+// the matched design is measured against. Returns the section count.
+inline int bilinearBand(const EQ& band, double fw, double fs, DigitalSection* out) {
+    AnalogueSectionSet set;
+    band.analogueSections(&set, false);
+    for (int i = 0; i < set.count; ++i) {
+        AnalogueSection s = set.sections[i];
+        s.n1 *= kTwoPi, s.d1 *= kTwoPi, s.n0 *= kTwoPi * kTwoPi, s.d0 *= kTwoPi * kTwoPi;
+        out[i] = bilinearWarped(s, fw, fs);
+    }
+    return set.count;
+}

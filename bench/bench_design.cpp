@@ -82,16 +82,9 @@ void BM_OneBandBilinear(benchmark::State& state) {
     for (auto _ : state) {
         band->setFrequency(flip ? 1000.f : 1090.f);
         flip = !flip;
-        AnalogueSectionSet set;
-        band->analogueSections(&set, false);
-        double out[20];
-        for (int i = 0; i < set.count; ++i) {
-            AnalogueSection s = set.sections[i];
-            s.n1 *= kTwoPi, s.d1 *= kTwoPi, s.n0 *= kTwoPi * kTwoPi, s.d0 *= kTwoPi * kTwoPi;
-            const DigitalSection d = bilinearWarped(s, band->getFrequency(), 48000);
-            std::copy(&d.b0, &d.b0 + 5, out + 5 * i);
-        }
-        static_cast<DF1Cascade*>(band)->setCoefficients(out, set.count);
+        DigitalSection out[kMaxSections];
+        const int count = bilinearBand(*band, band->getFrequency(), 48000, out);
+        static_cast<DF1Cascade*>(band)->setCoefficients(&out[0].b0, count);
         benchmark::DoNotOptimize(out);
     }
     state.SetLabel(k.name);
@@ -120,17 +113,10 @@ void BM_AllBands(benchmark::State& state) {
         // Like the bank, design the first channel and hand the result to the second.
         for (int b = 0; b < 32; ++b) {
             EQ* band = bank.getEQ(b, 0);
-            AnalogueSectionSet set;
-            band->analogueSections(&set, false);
-            double out[20];
-            for (int i = 0; i < set.count; ++i) {
-                AnalogueSection s = set.sections[i];
-                s.n1 *= kTwoPi, s.d1 *= kTwoPi, s.n0 *= kTwoPi * kTwoPi, s.d0 *= kTwoPi * kTwoPi;
-                const DigitalSection d = bilinearWarped(s, band->getFrequency(), 48000);
-                std::copy(&d.b0, &d.b0 + 5, out + 5 * i);
-            }
+            DigitalSection out[kMaxSections];
+            const int count = bilinearBand(*band, band->getFrequency(), 48000, out);
             for (int c = 0; c < 2; ++c)
-                static_cast<DF1Cascade*>(bank.getEQ(b, c))->setCoefficients(out, set.count);
+                static_cast<DF1Cascade*>(bank.getEQ(b, c))->setCoefficients(&out[0].b0, count);
             benchmark::DoNotOptimize(out);
         }
     }

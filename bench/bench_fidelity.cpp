@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "BenchSupport.h"
 #include "MarlowenEQ.h"
 
 namespace {
@@ -105,14 +106,10 @@ void table(double floorDb) {
                 matched[size_t(i)] = {coefficients[5 * i], coefficients[5 * i + 1],
                                       coefficients[5 * i + 2], coefficients[5 * i + 3],
                                       coefficients[5 * i + 4]};
-            AnalogueSectionSet set;
-            band.analogueSections(&set, false);
-            std::vector<DigitalSection> bilinear;
-            for (int i = 0; i < set.count; ++i) {
-                AnalogueSection s = set.sections[i];
-                s.n1 *= kTwoPi, s.d1 *= kTwoPi, s.n0 *= kTwoPi * kTwoPi, s.d0 *= kTwoPi * kTwoPi;
-                bilinear.push_back(bilinearWarped(s, std::min<double>(c.frequency, 0.45 * fs), fs));
-            }
+            DigitalSection cookbook[kMaxSections];
+            const int bilinearCount =
+                bilinearBand(band, std::min<double>(c.frequency, 0.45 * fs), fs, cookbook);
+            const std::vector<DigitalSection> bilinear(cookbook, cookbook + bilinearCount);
             const bool notch = c.type == kEQNotch;
             const double m = maxError(band, matched, fs, notch, floorDb);
             const double b = maxError(band, bilinear, fs, notch, floorDb);
