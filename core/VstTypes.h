@@ -1,0 +1,105 @@
+#pragma once
+// The VST 2 shapes the effect is written against, as plain structs of this program.
+
+#include <cstdint>
+
+class AudioEffect;
+struct AEffect;
+
+using VstIntPtr = intptr_t;
+using audioMasterCallback = VstIntPtr (*)(AEffect* effect, int32_t opcode, int32_t index,
+                                          VstIntPtr value, void* ptr, float opt);
+
+// Host callback opcodes the effect sends.
+enum AudioMasterOpcode : int32_t {
+    audioMasterAutomate = 0,
+    audioMasterWantMidi = 6,
+    audioMasterIOChanged = 13,
+    audioMasterGetVendorString = 32,
+    audioMasterBeginEdit = 43,
+    audioMasterEndEdit = 44,
+};
+
+enum AEffectFlags : int32_t {
+    effFlagsCanReplacing = 0x10,
+    effFlagsCanDoubleReplacing = 0x1000,
+};
+
+constexpr int32_t fourCharacters(char a, char b, char c, char d) {
+    return int32_t((uint32_t(uint8_t(a)) << 24) | (uint32_t(uint8_t(b)) << 16) |
+                   (uint32_t(uint8_t(c)) << 8) | uint32_t(uint8_t(d)));
+}
+
+// The fields of the effect record that this program uses.
+struct AEffect {
+    int32_t numPrograms = 0;
+    int32_t numParams = 0;
+    int32_t numInputs = 2;
+    int32_t numOutputs = 2;
+    int32_t flags = 0;
+    int32_t initialDelay = 0;
+    void* user = nullptr;     // the adapter finds itself here
+    int32_t uniqueID = 0;
+    AudioEffect* object = nullptr;
+};
+
+enum VstEventType : int32_t { kVstMidiType = 1 };
+
+struct VstEvent {
+    int32_t type = 0;
+    int32_t byteSize = 0;
+    int32_t deltaFrames = 0;
+    int32_t flags = 0;
+};
+
+struct VstMidiEvent : VstEvent {
+    int32_t noteLength = 0;
+    int32_t noteOffset = 0;
+    uint8_t midiData[4] = {0, 0, 0, 0};
+    int8_t detune = 0;
+    uint8_t noteOffVelocity = 0;
+};
+
+struct VstEvents {
+    int32_t numEvents = 0;
+    VstEvent** events = nullptr;
+};
+
+struct VstTimeInfo {
+    double samplePos = 0;
+    double sampleRate = 0;
+    double tempo = 120;
+    int32_t flags = 0;
+};
+
+enum VstPinFlags : int32_t {
+    kVstPinIsActive = 1,
+    kVstPinIsStereo = 2,
+    kVstPinUseSpeaker = 4,
+};
+
+struct VstPinProperties {
+    char label[64] = {};
+    int32_t flags = 0;
+    int32_t arrangementType = 0;
+    char shortLabel[8] = {};
+};
+
+struct VstSpeakerProperties {
+    float azimuth = 0, elevation = 0, radius = 0;
+    char name[64] = {};
+    int32_t type = 0;
+};
+
+struct VstSpeakerArrangement {
+    int32_t type = 0;
+    int32_t numChannels = 0;
+    VstSpeakerProperties speakers[8];
+};
+
+// What the effect needs of its editor; the editor layer implements it.
+class AEffEditor {
+public:
+    virtual ~AEffEditor() = default;
+    virtual bool onWheel(float distance) = 0;
+};
