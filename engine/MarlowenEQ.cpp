@@ -62,35 +62,13 @@ double poleRadius(const DigitalSection& d) {
 
 // Finite and safely inside the unit circle.
 bool usable(const DigitalSection& d) {
-    const bool finite = std::isfinite(d.b0) && std::isfinite(d.b1) && std::isfinite(d.b2) &&
-                        std::isfinite(d.a1) && std::isfinite(d.a2);
-    return finite && poleRadius(d) < 1 - kPoleMargin;
+    return isFinite(d) && poleRadius(d) < 1 - kPoleMargin;
 }
 
-// Reflects poles outside the unit circle to their reciprocals and rescales the numerator so
-// that the magnitude response is unchanged. A flipped section gets its poles from the zeros
-// the search left, which nothing keeps inside.
+// A flipped section gets its poles from the zeros the search left, which nothing keeps inside:
+// reflect them and take the factor back out of the numerator, so the magnitude is unchanged.
 void reflectPoles(DigitalSection& d) {
-    double factor = 1;
-    const double disc = d.a1 * d.a1 - 4 * d.a2;
-    if (disc > 0) {
-        const double root = std::sqrt(disc);
-        double r1 = (-d.a1 - std::copysign(root, d.a1)) / 2;
-        double r2 = d.a2 / r1;
-        bool reflected = false;
-        // |1 - r z^-1| = |r| |1 - z^-1 / r| on the unit circle.
-        if (std::fabs(r1) > 1) factor *= std::fabs(r1), r1 = 1 / r1, reflected = true;
-        if (std::fabs(r2) > 1) factor *= std::fabs(r2), r2 = 1 / r2, reflected = true;
-        if (reflected) {
-            d.a1 = -(r1 + r2);
-            d.a2 = r1 * r2;
-        }
-    } else if (d.a2 > 1) {
-        // A complex pair of radius sqrt(a2) reflects as a whole.
-        factor = d.a2;
-        d.a1 /= d.a2;
-        d.a2 = 1 / d.a2;
-    }
+    const double factor = reflectPolesInside(d.a1, d.a2);
     d.b0 /= factor;
     d.b1 /= factor;
     d.b2 /= factor;

@@ -22,11 +22,6 @@ double scaledHypot(double a, double b) {
     return big * std::sqrt(1 + r * r);
 }
 
-bool isFinite(const DigitalSection& d) {
-    return std::isfinite(d.b0) && std::isfinite(d.b1) && std::isfinite(d.b2) &&
-           std::isfinite(d.a1) && std::isfinite(d.a2);
-}
-
 // Householder reflector I - 2 v v^T / (v^T v) that maps x (length len) onto a multiple of the
 // first unit vector. Returns v^T v, 0 when x is already zero.
 double householder(const double* x, int len, double* v) {
@@ -199,29 +194,31 @@ void singularValueDecomposition(double a[kMaxDim][kMaxDim], int m, int n,
     for (int i = 0; i < n; ++i) w[i] = d[i];
 }
 
-// Moves poles of 1 + a1 z^-1 + a2 z^-2 that lie outside the unit circle to their reciprocals.
-// The magnitude response keeps its shape and changes only by a constant factor.
-void stabilisePoles(double& a1, double& a2) {
+} // namespace
+
+double reflectPolesInside(double& a1, double& a2) {
+    double factor = 1;
     const double disc = a1 * a1 - 4 * a2;
     if (disc > 0) {
         const double root = std::sqrt(disc);
         double r1 = (-a1 - std::copysign(root, a1)) / 2; // the larger, without cancellation
         double r2 = a2 / r1;
         bool reflected = false;
-        if (std::fabs(r1) > 1) r1 = 1 / r1, reflected = true;
-        if (std::fabs(r2) > 1) r2 = 1 / r2, reflected = true;
+        // |1 - r z^-1| = |r| |1 - z^-1 / r| on the unit circle.
+        if (std::fabs(r1) > 1) factor *= std::fabs(r1), r1 = 1 / r1, reflected = true;
+        if (std::fabs(r2) > 1) factor *= std::fabs(r2), r2 = 1 / r2, reflected = true;
         if (reflected) {
             a1 = -(r1 + r2);
             a2 = r1 * r2;
         }
-    }
-    if (std::fabs(a2) > 1) {
-        a1 = a1 / a2;
+    } else if (a2 > 1) {
+        // A complex pair of radius sqrt(a2) reflects as a whole.
+        factor = a2;
+        a1 /= a2;
         a2 = 1 / a2;
     }
+    return factor;
 }
-
-} // namespace
 
 DigitalSection bilinearWarped(const AnalogueSection& s, double fw, double fs) {
     const double k = std::tan(kPi * fw / fs) / fw;
@@ -570,7 +567,7 @@ void SectionMatcher::resetHessian() {
 
 double SectionMatcher::errorAt(double* p, double& gain) {
     // The search point itself is stabilised, so every point it visits is a usable filter.
-    stabilisePoles(p[2], p[3]);
+    reflectPolesInside(p[2], p[3]);
     double smt = 0, smm = 0;
     for (int k = 0; k < kMatchPoints; ++k) {
         const double nr = cos2t[k] + p[0] * cost[k] + p[1], ni = sin2t[k] + p[0] * sint[k];

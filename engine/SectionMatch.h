@@ -6,6 +6,10 @@
 
 #include "Sections.h"
 
+// Moves poles of 1 + a1 z^-1 + a2 z^-2 outside the unit circle to their reciprocals. The
+// magnitude keeps its shape and is multiplied by the returned factor.
+double reflectPolesInside(double& a1, double& a2);
+
 // Bilinear transform of a section in rad/s, prewarped at fw Hz.
 DigitalSection bilinearWarped(const AnalogueSection& s, double fw, double fs);
 

@@ -1,6 +1,7 @@
 #pragma once
 // Shared value types of the filter designer: s-domain and z-domain biquads.
 
+#include <cmath>
 #include <complex>
 
 // One s-domain biquad (n2 s^2 + n1 s + n0) / (d2 s^2 + d1 s + d0). A first-order
@@ -48,6 +49,11 @@ struct AnalogueSectionSet {
 struct DigitalSection {
     double b0 = 1, b1 = 0, b2 = 0, a1 = 0, a2 = 0;
 };
+
+inline bool isFinite(const DigitalSection& d) {
+    return std::isfinite(d.b0) && std::isfinite(d.b1) && std::isfinite(d.b2) &&
+           std::isfinite(d.a1) && std::isfinite(d.a2);
+}
 
 constexpr double kPi = 3.14159265358979323846;
 constexpr double kTwoPi = 2 * kPi;
