@@ -97,9 +97,15 @@ struct VstSpeakerArrangement {
     VstSpeakerProperties speakers[8];
 };
 
-// What the effect needs of its editor; the editor layer implements it.
+// What the effect needs of its editor; the editor layer implements it. The effect may call
+// setParameter from any thread, the audio thread included: an editor only records the value.
 class AEffEditor {
 public:
     virtual ~AEffEditor() = default;
     virtual bool onWheel(float distance) = 0;
+    // A parameter's new normal, or a notification tag from 500 upward.
+    virtual void setParameter(int32_t index, float normal) = 0;
+    // The global settings changed: re-read what the editor keeps of them.
+    virtual void reloadPrefs() {}
+    virtual void programChanged(int32_t) {}
 };

@@ -122,6 +122,37 @@ void EQBank::update(bool go) {
     // The FIR builds (corrective and full impulses) hang here once the convolvers exist.
 }
 
+// A changed FIR setting forces the next mode push to rebuild even with no band dirty.
+void EQBank::setImpulseLength(int32_t n) {
+    if (n == impulseLength || n <= 0) return;
+    impulseLength = n;
+    forceUpdate = 1;
+}
+
+void EQBank::setCorrectionLength(int32_t n) {
+    if (n == correctionLength || n <= 0) return;
+    correctionLength = n;
+    forceUpdate = 1;
+}
+
+void EQBank::setWindowKind(int32_t kind) {
+    if (kind == windowKind) return;
+    windowKind = kind;
+    forceUpdate = 1;
+}
+
+void EQBank::setWindowParameter(float v) {
+    if (v == windowParameter) return;
+    windowParameter = v;
+    forceUpdate = 1;
+}
+
+void EQBank::setPad(int32_t p) {
+    if (p == pad) return;
+    pad = p;
+    forceUpdate = 1;
+}
+
 int32_t EQBank::getLatency() const {
     switch (mode) {
     case kModeAnalogue:

@@ -50,6 +50,18 @@ public:
     virtual float digitalMagnitudeAt(float frequency, int32_t channel) const;
     virtual float magnitudeErrorAt(float frequency, int32_t channel) const;
 
+    // The FIR settings, taken at the next mode push. The impulse length also sets the latency
+    // of the modes that centre their impulse.
+    void setImpulseLength(int32_t n);
+    void setCorrectionLength(int32_t n);
+    virtual void setWindowKind(int32_t kind);
+    virtual void setWindowParameter(float v);
+    virtual void setPad(int32_t pad);
+    int32_t getCorrectionLength() const { return correctionLength; }
+    int32_t getWindowKind() const { return windowKind; }
+    float getWindowParameter() const { return windowParameter; }
+    int32_t getPad() const { return pad; }
+
     // buffers[c] may be null for a channel that is not present in this block.
     void processBlock(double** buffers, int32_t samples, int32_t channelCount);
     void setChannels(int32_t n);
@@ -84,6 +96,9 @@ private:
     int32_t mode = kModeIIR;
     int32_t impulseLength = 8192;
     int32_t correctionLength = 64;
+    int32_t windowKind = 0;
+    float windowParameter = 0;
+    int32_t pad = 1;
     uint8_t linked = 0;
     uint8_t parallelActive = 0;
     uint8_t forceUpdate = 1;

@@ -7,36 +7,9 @@
 #include <vector>
 
 #include "AudioEffect.h"
+#include "CoreTestSupport.h"
 
 namespace {
-
-struct HostCall {
-    int32_t opcode, index;
-    VstIntPtr value;
-    float opt;
-};
-
-std::vector<HostCall> calls;
-std::string hostVendor;
-
-VstIntPtr recordingHost(AEffect*, int32_t opcode, int32_t index, VstIntPtr value, void* ptr,
-                        float opt) {
-    calls.push_back({opcode, index, value, opt});
-    if (opcode == audioMasterGetVendorString && ptr) {
-        std::strcpy(static_cast<char*>(ptr), hostVendor.c_str());
-        return 1;
-    }
-    return 1;
-}
-
-class Wheel : public AEffEditor {
-public:
-    bool onWheel(float distance) override {
-        last = distance;
-        return true;
-    }
-    float last = 0;
-};
 
 class Effect : public AudioEffectX {
 public:
@@ -56,8 +29,8 @@ public:
 class AudioEffectTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        calls.clear();
-        hostVendor.clear();
+        hostCalls().clear();
+        hostVendor().clear();
     }
 };
 
@@ -69,14 +42,14 @@ TEST_F(AudioEffectTest, EditsAndAutomationReachTheHost) {
     e.setParameterAutomated(57, 0.25f);
     e.endEdit(57);
     e.ioChanged();
-    ASSERT_EQ(calls.size(), 4u);
-    EXPECT_EQ(calls[0].opcode, 43);
-    EXPECT_EQ(calls[0].index, 57);
-    EXPECT_EQ(calls[1].opcode, audioMasterAutomate);
-    EXPECT_EQ(calls[1].index, 57);
-    EXPECT_EQ(calls[1].opt, 0.25f);
-    EXPECT_EQ(calls[2].opcode, 44);
-    EXPECT_EQ(calls[3].opcode, audioMasterIOChanged);
+    ASSERT_EQ(hostCalls().size(), 4u);
+    EXPECT_EQ(hostCalls()[0].opcode, 43);
+    EXPECT_EQ(hostCalls()[0].index, 57);
+    EXPECT_EQ(hostCalls()[1].opcode, audioMasterAutomate);
+    EXPECT_EQ(hostCalls()[1].index, 57);
+    EXPECT_EQ(hostCalls()[1].opt, 0.25f);
+    EXPECT_EQ(hostCalls()[2].opcode, 44);
+    EXPECT_EQ(hostCalls()[3].opcode, audioMasterIOChanged);
     // The automated value went through setParameter first.
     EXPECT_EQ(e.lastIndex, 57);
     EXPECT_EQ(e.lastValue, 0.25f);
@@ -92,7 +65,7 @@ TEST_F(AudioEffectTest, WithoutACallbackEveryHostCallIsANoOp) {
     char vendor[64] = "junk";
     EXPECT_FALSE(e.getHostVendorString(vendor));
     EXPECT_STREQ(vendor, "");
-    EXPECT_TRUE(calls.empty());
+    EXPECT_TRUE(hostCalls().empty());
 }
 
 TEST_F(AudioEffectTest, PinPropertiesByChannelCountAndHost) {
@@ -104,7 +77,7 @@ TEST_F(AudioEffectTest, PinPropertiesByChannelCountAndHost) {
     EXPECT_EQ(p.arrangementType, 7); // two inputs
     EXPECT_FALSE(e.getInputProperties(2, &p));
     EXPECT_FALSE(e.getInputProperties(-1, &p));
-    hostVendor = "Ableton";
+    hostVendor() = "Ableton";
     ASSERT_TRUE(e.getInputProperties(0, &p));
     EXPECT_EQ(p.flags, 3); // no speaker flag for that host
     ASSERT_TRUE(e.getOutputProperties(0, &p));
@@ -114,7 +87,7 @@ TEST_F(AudioEffectTest, PinPropertiesByChannelCountAndHost) {
 
     e.setNumInputs(1);
     e.setNumOutputs(1);
-    hostVendor = "Other";
+    hostVendor() = "Other";
     ASSERT_TRUE(e.getInputProperties(0, &p));
     EXPECT_EQ(p.flags, 5);
     EXPECT_EQ(p.arrangementType, 1);
@@ -145,11 +118,11 @@ TEST_F(AudioEffectTest, RecordFlagsIdentityAndWheel) {
 
     const int32_t whee = fourCharacters('W', 'h', 'e', 'e');
     EXPECT_EQ(e.vendorSpecific(fourCharacters('s', 't', 'C', 'A'), whee, 0, 2.f), 0); // no editor
-    Wheel wheel;
+    RecordingEditor wheel;
     e.attach(&wheel);
     EXPECT_EQ(e.vendorSpecific(fourCharacters('s', 't', 'C', 'a'), whee, 0, -1.5f), 1);
-    EXPECT_EQ(wheel.last, -1.5f);
+    EXPECT_EQ(wheel.lastWheel, -1.5f);
     EXPECT_EQ(e.vendorSpecific(fourCharacters('s', 't', 'C', 'X'), whee, 0, 3.f), 0);
     EXPECT_EQ(e.vendorSpecific(fourCharacters('s', 't', 'C', 'A'), 0, 0, 3.f), 0);
-    EXPECT_EQ(wheel.last, -1.5f);
+    EXPECT_EQ(wheel.lastWheel, -1.5f);
 }

@@ -1,0 +1,129 @@
+#pragma once
+// The equaliser effect: what its parameters mean, the transfer of stored values into the bank,
+// the audio path, settings, MIDI transposition and AutoListen, and its place among the
+// instances of the process.
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+#include "AudioPath.h"
+#include "EQBank.h"
+#include "EditorState.h"
+#include "GlobalSettings.h"
+#include "PlugBase.h"
+
+class Plug : public PlugBase {
+public:
+    static constexpr int32_t kDefaultImpulseLength = 8192;
+    static constexpr int32_t kDefaultCorrectionLength = 64;
+    static constexpr int32_t kInstanceNameSize = 32;
+    static constexpr int32_t kChannelNameSize = 32;
+
+    explicit Plug(audioMasterCallback master);
+    ~Plug() override;
+
+    void resume() override;
+    void setSampleRate(float rate) override;
+    void processReplacing(float** inputs, float** outputs, int32_t frames) override;
+    void processDoubleReplacing(double** inputs, double** outputs, int32_t frames) override;
+    void setParameter(int32_t index, float normal) override;
+    void setParameterAutomated(int32_t index, float normal) override;
+    void setProgram(int32_t program) override;
+    bool beginEdit(int32_t index) override;
+    bool endEdit(int32_t index) override;
+    int32_t processEvents(VstEvents* events) override;
+    int32_t canDo(const char* text) override;
+
+    void selectAB(int32_t slot) override;
+    void idleTick() override;
+    bool allowsSurround() override { return true; }
+    void transferParams(bool force) override;
+
+    EQBank& bandEQ() { return bank; }
+    AudioPath& audioPath() { return path; }
+    const EQBank& bandEQ() const { return bank; }
+    void getAnalyserSamples(double* dst, int32_t count, int32_t source) {
+        path.getAnalyserSamples(dst, count, source);
+    }
+    int32_t channelCount() const { return path.channelCount(); }
+    float channelMeter(int32_t i) const { return path.channelMeter(i); }
+    float masterMeter(int32_t i) const { return path.masterMeter(i); }
+    bool getClipped() const { return path.getClipped(); }
+    void setClipped(bool on) { path.setClipped(on); }
+    void setMetersPre(bool on) { path.setMetersPre(on); }
+    void ensureBuffers(int32_t capacity, int32_t channels) { path.ensureBuffers(capacity, channels); }
+
+    // Copies the global settings the audio side uses, then lets the editor re-read its own.
+    void reloadGlobals();
+    // Reads what the effect needs from the instance's UI settings.
+    void reloadEditorDependents();
+    // Tells the host when the engine's latency differs from the reported one.
+    void updateLatency();
+
+    // The graphs' listen button; has no effect while AutoListen is disabled.
+    void setAutoListen(bool on) { autoListenArmed = on && globals.autoListenEnabled; }
+    bool isListening() const { return listenBand != -1; }
+    int32_t getListenBand() const { return listenBand; }
+    double getPitchFactor() const { return pitchFactor; }
+
+    const char* getInstanceName() const { return instanceName; }
+    bool isInstanceNameSet() const { return instanceNameSet; }
+    // At most 31 characters are kept; every editor hears of it.
+    void setInstanceName(const char* text);
+
+    // The logical label of a channel ("Left", "Mid", "Ls" ...).
+    const char* channelName(int32_t i) const;
+    // The user's editable name of a channel, defaulting by count.
+    const char* channelNameAt(int32_t i) const;
+    // The Mid/Side pair mask, brought in line with kMsState first.
+    uint32_t getMsMask();
+    // Writes kMsState as one edit gesture (the routing page).
+    void setMsMask(uint32_t state);
+
+    uint32_t getGroupMask(int32_t group) const { return groupMasks[size_t(group & 7)]; }
+    void setGroupMask(int32_t group, uint32_t mask) { groupMasks[size_t(group & 7)] = mask; }
+    bool isTransferPending() const { return transferPending; }
+    bool isEditTouched(int32_t index) const;
+    bool isDspParam(int32_t index) const { return inTable(index) && dspParam[size_t(index)]; }
+
+    EditorState& editorState() { return *editorSeam; }
+    const AudioGlobals& audioGlobals() const { return globals; }
+    const EditorDependents& editorDependents() const { return dependents; }
+
+protected:
+    DisplayContext displayContext() const override;
+
+private:
+    template <typename T> void process(T** inputs, T** outputs, int32_t frames);
+    void remakeChannelNames(int32_t count);
+    int32_t outputCount() const;
+    // Listening starts with a drag of a band's frequency, or its Q unless Q is set aside.
+    bool startsListening(int32_t index) const;
+
+    // Held here until the editor object exists to own it.
+    std::unique_ptr<EditorState> editorSeam;
+    AudioGlobals globals;
+    EditorDependents dependents;
+    EQBank bank;
+    AudioPath path;
+
+    std::array<uint32_t, 8> groupMasks{1, 2, 4, 8, 16, 32, 64, 128};
+    std::atomic<bool> transferBusy{false};
+    Relaxed<bool> transferPending{false};
+    Relaxed<bool> allBandsLinked{false};
+    std::array<std::atomic<uint8_t>, kNumParams> editTouched{};
+    std::array<uint8_t, kNumParams> dspParam{};
+
+    Relaxed<double> midiPitch{1.0};
+    Relaxed<double> bendPitch{1.0};
+    Relaxed<double> pitchFactor{1.0};
+    Relaxed<bool> autoListenArmed{false};
+    Relaxed<int32_t> listenBand{-1};
+
+    char instanceName[kInstanceNameSize] = {};
+    bool instanceNameSet = false;
+    char channelNames[AudioPath::kMaxChannels][kChannelNameSize] = {};
+    int32_t namedChannels = 0;
+};

@@ -1,0 +1,10 @@
+#pragma once
+// What the editor keeps for the whole life of an effect, whether or not its window is open:
+// the instance's UI settings document (and, with the state chunk, the fields saved beside it).
+// The effect holds one until the editor object exists to own it.
+
+#include "UISettings.h"
+
+struct EditorState {
+    UISettings ui;
+};

@@ -1,0 +1,68 @@
+#include "CoreTestSupport.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+namespace {
+
+// Every test program of the core gets a fresh home and settings folder of its own.
+class TemporaryHome : public ::testing::Environment {
+public:
+    void SetUp() override {
+        char pattern[] = "/tmp/tessarine-core-XXXXXX";
+        folder = mkdtemp(pattern);
+        setenv("HOME", folder.c_str(), 1);
+        setenv("XDG_CONFIG_HOME", (folder + "/config").c_str(), 1);
+        setenv("XDG_DATA_HOME", (folder + "/data").c_str(), 1);
+        setTickDriver(&manualTicks());
+    }
+    void TearDown() override {
+        std::error_code ignored;
+        std::filesystem::remove_all(folder, ignored);
+    }
+
+private:
+    std::string folder;
+};
+
+[[maybe_unused]] ::testing::Environment* const temporaryHome =
+    ::testing::AddGlobalTestEnvironment(new TemporaryHome);
+
+} // namespace
+
+std::vector<HostCall>& hostCalls() {
+    static std::vector<HostCall> calls;
+    return calls;
+}
+
+std::string& hostVendor() {
+    static std::string vendor;
+    return vendor;
+}
+
+VstIntPtr recordingHost(AEffect*, int32_t opcode, int32_t index, VstIntPtr value, void* ptr, float opt) {
+    hostCalls().push_back({opcode, index, value, opt});
+    if (opcode == audioMasterGetVendorString && ptr) std::strcpy(static_cast<char*>(ptr), hostVendor().c_str());
+    return 1;
+}
+
+std::vector<HostCall> callsWith(int32_t opcode) {
+    std::vector<HostCall> out;
+    for (const HostCall& c : hostCalls())
+        if (c.opcode == opcode) out.push_back(c);
+    return out;
+}
+
+int RecordingEditor::countOf(int32_t index) const {
+    int n = 0;
+    for (const Value& v : received) n += v.index == index;
+    return n;
+}
+
+ManualTickDriver& manualTicks() {
+    static ManualTickDriver driver;
+    return driver;
+}
