@@ -133,17 +133,67 @@ const char* AudioPath::channelLabel(int32_t count, int32_t index, bool midSide) 
     return kLabels[count - 1][index];
 }
 
-void AudioPath::updateMeters(std::atomic<double>* meters, int32_t n) {
-    for (int c = 0; c < allocatedChannels; ++c) {
-        double env = meters[c].load(relaxed);
-        const double* x = workBuffers[c];
-        for (int32_t i = 0; i < n; ++i) {
-            const double d = std::fabs(x[i]) - env;
-            env += d * (d > 0 ? meterAttack : meterRelease);
-        }
-        // Anything too small to matter is flushed, in place of denormal handling.
-        meters[c].store((env + 1.0) - 1.0, relaxed);
+// One envelope step. Both candidates are formed from terms that do not wait for the
+// comparison, which keeps the serial chain through `env` short.
+static inline double envelopeStep(double env, double level, double keepUp, double keepDown,
+                                  double attack, double release) {
+    const double up = env * keepUp + level * attack;
+    const double down = env * keepDown + level * release;
+    return level > env ? up : down;
+}
+
+// M independent envelope chains advanced side by side, so that their latencies overlap.
+template <int M>
+static void runChains(AudioPath::MeterChain* chains, int32_t n, double attack, double release,
+                      bool flush) {
+    double env[M];
+    const double* x[M];
+    for (int j = 0; j < M; ++j) {
+        env[j] = chains[j].meter->load(std::memory_order_relaxed);
+        x[j] = chains[j].samples;
     }
+    const double keepUp = 1 - attack, keepDown = 1 - release;
+    for (int32_t i = 0; i < n; ++i)
+        for (int j = 0; j < M; ++j)
+            env[j] = envelopeStep(env[j], std::fabs(x[j][i]), keepUp, keepDown, attack, release);
+    // Anything too small to matter is flushed, in place of denormal handling.
+    for (int j = 0; j < M; ++j)
+        chains[j].meter->store(flush ? (env[j] + 1.0) - 1.0 : env[j], std::memory_order_relaxed);
+}
+
+void AudioPath::runMeters(MeterChain* chains, int32_t count, int32_t n, bool flush) {
+    int32_t k = 0;
+    for (; k + 4 <= count; k += 4) runChains<4>(chains + k, n, meterAttack, meterRelease, flush);
+    switch (count - k) {
+    case 3: runChains<3>(chains + k, n, meterAttack, meterRelease, flush); break;
+    case 2: runChains<2>(chains + k, n, meterAttack, meterRelease, flush); break;
+    case 1: runChains<1>(chains + k, n, meterAttack, meterRelease, flush); break;
+    default: break;
+    }
+}
+
+void AudioPath::updateMeters(std::atomic<double>* meters, int32_t n) {
+    MeterChain chains[kMaxChannels];
+    for (int c = 0; c < allocatedChannels; ++c) chains[c] = {&meters[c], workBuffers[c]};
+    runMeters(chains, allocatedChannels, n, true);
+}
+
+// After the block, the coded signal is still in the output ring: both meters run together.
+void AudioPath::updateMetersAfter(int32_t ringStart, int32_t n) {
+    const int32_t channels = allocatedChannels;
+    const int32_t first = std::min(n, kHistoryLength - ringStart);
+    MeterChain chains[2 * kMaxChannels];
+    for (int c = 0; c < channels; ++c) {
+        chains[c] = {&codedMeters[c], outputHistory[c] + ringStart};
+        chains[channels + c] = {&outputMeters[c], workBuffers[c]};
+    }
+    runMeters(chains, 2 * channels, first, first == n);
+    if (first == n) return;
+    for (int c = 0; c < channels; ++c) {
+        chains[c].samples = outputHistory[c];
+        chains[channels + c].samples = workBuffers[c] + first;
+    }
+    runMeters(chains, 2 * channels, n - first, true);
 }
 
 // Rings are read by the editor without a lock: single samples go through atomic_ref so a
@@ -184,12 +234,10 @@ void AudioPath::processChunk(int32_t n, EQBank& bank, bool bypass) {
 
     if (!bypass) {
         // The dry signal is kept in every state so that a bypass carries on from live history.
+        const int32_t first = std::min(n, kDryDelayLength - dryDelayPos);
         for (int c = 0; c < channels; ++c) {
-            int32_t pos = dryDelayPos;
-            for (int32_t i = 0; i < n; ++i) {
-                dryDelay[c][pos] = workBuffers[c][i];
-                pos = (pos + 1) & (kDryDelayLength - 1);
-            }
+            std::copy(workBuffers[c], workBuffers[c] + first, dryDelay[c] + dryDelayPos);
+            std::copy(workBuffers[c] + first, workBuffers[c] + n, dryDelay[c]);
         }
         dryDelayPos = (dryDelayPos + n) & (kDryDelayLength - 1);
         bank.processBlock(workBuffers, n, channels);
@@ -219,7 +267,7 @@ void AudioPath::processChunk(int32_t n, EQBank& bank, bool bypass) {
         dryDelayPos = (dryDelayPos + n) & (kDryDelayLength - 1);
     }
 
-    if (!pre) updateMeters(codedMeters, n);
+    const int32_t ringStart = historyPos.load(relaxed);
     writeRing(outputHistory, n, true);
 
     const uint32_t listen = listenMask.load(relaxed), solo = soloMask.load(relaxed);
@@ -246,17 +294,17 @@ void AudioPath::processChunk(int32_t n, EQBank& bank, bool bypass) {
             }
         }
     }
-    if (!pre) updateMeters(outputMeters, n);
+    if (!pre) updateMetersAfter(ringStart, n);
 
     if (!clipped.load(relaxed)) {
+        // A plain count of the samples over, which vectorises; the flag is what matters.
         const double threshold = clipThreshold.load(relaxed);
+        int32_t over = 0;
         for (int c = 0; c < channels; ++c) {
             const double* x = workBuffers[c];
-            if (std::any_of(x, x + n, [&](double v) { return std::fabs(v) > threshold; })) {
-                clipped.store(true, relaxed);
-                break;
-            }
+            for (int32_t i = 0; i < n; ++i) over += std::fabs(x[i]) > threshold;
         }
+        if (over) clipped.store(true, relaxed);
     }
 }
 

@@ -50,6 +50,12 @@ public:
     int32_t channelCount() const { return allocatedChannels; }
     int32_t channelMapAt(int32_t logical) const { return channelMap[logical & 7]; }
 
+    // One meter envelope and the samples that feed it.
+    struct MeterChain {
+        std::atomic<double>* meter;
+        const double* samples;
+    };
+
     // Copies the last `count` samples of a ring: output rings for sources below the channel
     // count, input rings above (allocated at the first such request).
     void getAnalyserSamples(double* dst, int32_t count, int32_t source);
@@ -64,7 +70,9 @@ private:
     void process(T** inputs, T** outputs, int32_t frames, int32_t numInputs, int32_t numOutputs,
                  EQBank& bank, bool bypass);
     void processChunk(int32_t n, EQBank& bank, bool bypass);
+    void runMeters(MeterChain* chains, int32_t count, int32_t n, bool flush);
     void updateMeters(std::atomic<double>* meters, int32_t n);
+    void updateMetersAfter(int32_t ringStart, int32_t n);
     void writeRing(double* const* rings, int32_t n, bool advance);
     void freeBuffers();
 

@@ -1,5 +1,6 @@
 #include "DF1Cascade.h"
 
+#include <atomic>
 #include <cmath>
 #include <complex>
 #include <cstring>
@@ -18,6 +19,24 @@ inline void flushTiny(double& v) {
     if (((bits >> 32) & 0x7fe00000u) == 0) v = 0;
 }
 
+// Sections shared between the designer's thread and the audio block are read and written
+// value by value through relaxed atomic views: a block may see a half-written target, which
+// the ramp carries to the final value, but never a torn double.
+DigitalSection loadSection(const DigitalSection& s) {
+    DigitalSection out;
+    const double* from = values(s);
+    double* to = values(out);
+    for (int k = 0; k < kValues; ++k)
+        to[k] = std::atomic_ref<const double>(from[k]).load(std::memory_order_relaxed);
+    return out;
+}
+
+void storeValue(double& to, double v) { std::atomic_ref<double>(to).store(v, std::memory_order_relaxed); }
+
+void storeSection(DigitalSection& to, const DigitalSection& from) {
+    for (int k = 0; k < kValues; ++k) storeValue(values(to)[k], values(from)[k]);
+}
+
 } // namespace
 
 DF1Cascade::DF1Cascade() { std::memset(state, 0, sizeof state); }
@@ -31,12 +50,12 @@ void DF1Cascade::setCoefficients(const double* sections, int32_t count) {
     for (int i = 0; i < count; ++i) {
         double* t = values(target[i]);
         double* d = values(delta[i]);
-        const double* c = values(current[i]);
+        const DigitalSection cur = loadSection(current[i]);
         for (int k = 0; k < kValues; ++k) {
             const double v = sections[i * kValues + k];
-            const double step = v - c[k];
-            t[k] = v;
-            d[k] = step * 0.001;
+            const double step = v - values(cur)[k];
+            storeValue(t[k], v);
+            storeValue(d[k], step * 0.001);
             changed |= step != 0;
         }
     }
@@ -44,9 +63,12 @@ void DF1Cascade::setCoefficients(const double* sections, int32_t count) {
 }
 
 int32_t DF1Cascade::getCoefficients(double* out) const {
-    for (int i = 0; i < sectionCount; ++i)
-        std::memcpy(out + i * kValues, values(target[i]), kValues * sizeof(double));
-    return sectionCount;
+    const int32_t count = sectionCount;
+    for (int i = 0; i < count; ++i) {
+        const DigitalSection t = loadSection(target[i]);
+        std::memcpy(out + i * kValues, values(t), kValues * sizeof(double));
+    }
+    return count;
 }
 
 void DF1Cascade::setIdentity(bool immediate) {
@@ -57,9 +79,9 @@ void DF1Cascade::setIdentity(bool immediate) {
         return;
     }
     for (int i = 0; i < kMaxSections; ++i) {
-        current[i] = DigitalSection{};
-        target[i] = DigitalSection{};
-        delta[i] = DigitalSection{0, 0, 0, 0, 0};
+        storeSection(current[i], DigitalSection{});
+        storeSection(target[i], DigitalSection{});
+        storeSection(delta[i], DigitalSection{0, 0, 0, 0, 0});
     }
 }
 
@@ -68,13 +90,16 @@ namespace {
 // One section over the buffer. The ramp moves `current` toward `target`, landing on it
 // exactly at r = 0; the idle path keeps coefficients and state in locals.
 template <typename Sample, typename Store>
-void runSection(Sample* buffer, int32_t count, double* st, DigitalSection& cur,
-                const DigitalSection& tgt, const DigitalSection& dl, int32_t rampCount,
-                Store store) {
+void runSection(Sample* buffer, int32_t count, double* st, DigitalSection& shared,
+                const DigitalSection& sharedTarget, const DigitalSection& sharedDelta,
+                int32_t rampCount, Store store) {
     double x1 = st[0], x2 = st[1], y1 = st[2], y2 = st[3];
     double r = rampCount;
     int32_t i = 0;
+    DigitalSection cur = shared;
     if (r >= 0) {
+        const DigitalSection tgt = loadSection(sharedTarget);
+        const DigitalSection dl = loadSection(sharedDelta);
         for (; i < count && r >= 0; ++i) {
             cur.b0 = tgt.b0 - r * dl.b0;
             cur.b1 = tgt.b1 - r * dl.b1;
@@ -89,6 +114,7 @@ void runSection(Sample* buffer, int32_t count, double* st, DigitalSection& cur,
             y2 = y1;
             y1 = store(buffer[i], y);
         }
+        storeSection(shared, cur);
     }
     const double b0 = cur.b0, b1 = cur.b1, b2 = cur.b2, a1 = cur.a1, a2 = cur.a2;
     for (; i < count; ++i) {
@@ -118,7 +144,7 @@ int32_t DF1Cascade::steadyLanes(SectionLane* out) {
 void DF1Cascade::processDouble(double* buffer, int32_t count) {
     if (flat && rampCount < 1) return;
     if (sectionCount < 1) {
-        if (rampCount >= 0) rampCount -= count;
+        if (rampCount >= 0) rampCount = rampCount - count;
         return;
     }
     for (int s = 0; s < sectionCount; ++s) {
@@ -129,13 +155,13 @@ void DF1Cascade::processDouble(double* buffer, int32_t count) {
                        return y;
                    });
     }
-    if (rampCount >= 0) rampCount -= count;
+    if (rampCount >= 0) rampCount = rampCount - count;
 }
 
 void DF1Cascade::processFloat(float* buffer, int32_t count) {
     if ((flat || off) && rampCount < 1) return;
     if (sectionCount < 1) {
-        if (rampCount >= 0) rampCount -= count;
+        if (rampCount >= 0) rampCount = rampCount - count;
         return;
     }
     for (int s = 0; s < sectionCount; ++s) {
@@ -153,15 +179,16 @@ void DF1Cascade::processFloat(float* buffer, int32_t count) {
                        return held;
                    });
     }
-    if (rampCount >= 0) rampCount -= count;
+    if (rampCount >= 0) rampCount = rampCount - count;
 }
 
 double DF1Cascade::digitalMagnitude(double frequency) const {
     const double w = kTwoPi * frequency / sampleRate;
     const double c1 = std::cos(w), s1 = std::sin(w), c2 = std::cos(2 * w), s2 = std::sin(2 * w);
     double magnitude2 = 1;
-    for (int i = 0; i < sectionCount; ++i) {
-        const DigitalSection& t = target[i];
+    const int32_t count = sectionCount;
+    for (int i = 0; i < count; ++i) {
+        const DigitalSection t = loadSection(target[i]);
         const double nr = t.b0 * c2 + t.b1 * c1 + t.b2, ni = t.b0 * s2 + t.b1 * s1;
         const double dr = c2 + t.a1 * c1 + t.a2, di = s2 + t.a1 * s1;
         const double num = nr * nr + ni * ni, den = dr * dr + di * di;
@@ -180,8 +207,9 @@ void DF1Cascade::digitalResponse(double frequency, double* re, double* im) const
     const double w = kTwoPi * frequency / sampleRate;
     const double c1 = std::cos(w), s1 = std::sin(w), c2 = std::cos(2 * w), s2 = std::sin(2 * w);
     std::complex<double> num = 1, den = 1;
-    for (int i = 0; i < sectionCount; ++i) {
-        const DigitalSection& t = target[i];
+    const int32_t count = sectionCount;
+    for (int i = 0; i < count; ++i) {
+        const DigitalSection t = loadSection(target[i]);
         num *= std::complex<double>(t.b0 * c2 + t.b1 * c1 + t.b2, t.b0 * s2 + t.b1 * s1);
         den *= std::complex<double>(c2 + t.a1 * c1 + t.a2, s2 + t.a1 * s1);
     }

@@ -37,8 +37,10 @@ public:
 protected:
     double state[kMaxSections][4]; // x1, x2, y1, y2
     DigitalSection current[kMaxSections];
-    int32_t sectionCount = 1;
-    int32_t rampCount = 0;
+    // Written by the designer's thread, read by the audio block; the sections go through
+    // atomic views in the .cpp.
+    Relaxed<int32_t> sectionCount{1};
+    Relaxed<int32_t> rampCount{0};
     DigitalSection target[kMaxSections];
     DigitalSection delta[kMaxSections];
 };

@@ -21,6 +21,12 @@ template <typename T> bool store(T& field, T v, uint8_t& dirty) {
     dirty = 1;
     return true;
 }
+template <typename T> bool store(Relaxed<T>& field, T v, uint8_t& dirty) {
+    if (field.load() == v) return false;
+    field.store(v);
+    dirty = 1;
+    return true;
+}
 
 bool isCut(int32_t type) { return type == kEQHighPass || type == kEQLowPass; }
 bool isShelf(int32_t type) { return type == kEQLowShelf || type == kEQHighShelf; }

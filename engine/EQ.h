@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "Relaxed.h"
 #include "Sections.h"
 
 enum EQType : int32_t {
@@ -90,19 +91,20 @@ public:
     float getSampleRate() const { return sampleRate; }
 
 protected:
-    int32_t type = kEQNone;
+    // The fields the audio block reads are written by the transfer on other threads.
+    Relaxed<int32_t> type{kEQNone};
     int32_t subtype = 0;
     uint8_t dirty = 1;
     int32_t order = 2;
-    int32_t off = 1;
-    int32_t flat = 0;
+    Relaxed<int32_t> off{1};
+    Relaxed<int32_t> flat{0};
     float frequency = 1000;
     float gain = 0;
     float q = 0.707f;
     float shift = 0.5f;
     float phase = 1.0f;
     float sampleRate = 44100;
-    uint8_t parallel = 0;
+    Relaxed<uint8_t> parallel{0};
     AnalogueSectionSet sections;
     uint8_t designPending = 1;
 };

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds Release and ASan+UBSan configurations and runs the whole test suite in both.
+# Builds Release and ASan+UBSan configurations and runs the whole test suite in both, then the
+# tests that run threads against each other under ThreadSanitizer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/deps.sh
@@ -17,3 +18,9 @@ cmake -S . -B build/asan "${generator[@]}" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DT
 cmake --build build/asan --parallel "$jobs"
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   ctest --test-dir build/asan --output-on-failure --parallel "$jobs"
+
+echo "== ThreadSanitizer (the tests whose names say Threads, Tick or Timer)"
+cmake -S . -B build/tsan "${generator[@]}" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTESS_TSAN=ON >/dev/null
+cmake --build build/tsan --parallel "$jobs" --target core_tests
+TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
+  ctest --test-dir build/tsan --output-on-failure --parallel "$jobs" -R 'Threads|Tick|Timer'

@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <new>
 
 namespace {
 
@@ -66,3 +68,27 @@ ManualTickDriver& manualTicks() {
     static ManualTickDriver driver;
     return driver;
 }
+
+namespace {
+std::atomic<bool> counting{false};
+std::atomic<long> counted{0};
+} // namespace
+
+void startCountingAllocations() {
+    counted = 0;
+    counting = true;
+}
+
+long stopCountingAllocations() {
+    counting = false;
+    return counted.load();
+}
+
+// Out of line, so that the compiler does not pair an inlined free with a new expression.
+__attribute__((noinline)) void* operator new(size_t size) {
+    if (counting.load(std::memory_order_relaxed)) counted.fetch_add(1);
+    if (void* p = std::malloc(size ? size : 1)) return p;
+    throw std::bad_alloc();
+}
+__attribute__((noinline)) void operator delete(void* p) noexcept { std::free(p); }
+__attribute__((noinline)) void operator delete(void* p, size_t) noexcept { std::free(p); }

@@ -53,3 +53,7 @@ public:
     bool running = false;
 };
 ManualTickDriver& manualTicks();
+
+// Counts every operator new of the process between the two calls.
+void startCountingAllocations();
+long stopCountingAllocations();

@@ -2,30 +2,11 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-#include <cstdlib>
-#include <new>
 #include <random>
 #include <vector>
 
 #include "AudioPath.h"
 #include "EQBank.h"
-
-namespace {
-
-std::atomic<bool> countAllocations{false};
-std::atomic<long> allocations{0};
-
-} // namespace
-
-// Out of line, so that the compiler does not pair the inlined free with a new expression.
-__attribute__((noinline)) void* operator new(size_t size) {
-    if (countAllocations.load(std::memory_order_relaxed)) allocations.fetch_add(1);
-    if (void* p = std::malloc(size ? size : 1)) return p;
-    throw std::bad_alloc();
-}
-__attribute__((noinline)) void operator delete(void* p) noexcept { std::free(p); }
-__attribute__((noinline)) void operator delete(void* p, size_t) noexcept { std::free(p); }
 
 namespace {
 
@@ -214,26 +195,6 @@ TEST(AudioPath, MetersFollowTheirBallistics) {
     double* quiet[2] = {silence.data(), silence2.data()};
     f.path.processDouble(quiet, quiet, 14400, 2, 2, f.bank, false); // 0.3 s
     EXPECT_NEAR(f.path.masterMeter(0), 0.05, 1e-3); // down to a tenth in 0.3 s
-}
-
-TEST(AudioPath, SteadyStateBlocksAllocateNothing) {
-    Fixture f(2);
-    f.bank.setType(kEQPeak, 3, 3);
-    f.bank.setGain(4, 3, 3);
-    f.bank.setOff(0, 3, 3);
-    f.bank.setMode(kModeIIR);
-    Host h(2, 256, 10);
-    std::vector<float> l(256, 0.1f), r(256, -0.1f);
-    float* fl[2] = {l.data(), r.data()};
-    h.run(f.path, f.bank, 256);
-    allocations = 0;
-    countAllocations = true;
-    for (int i = 0; i < 1000; ++i) {
-        h.run(f.path, f.bank, 256);
-        f.path.processFloat(fl, fl, 256, 2, 2, f.bank, false);
-    }
-    countAllocations = false;
-    EXPECT_EQ(allocations.load(), 0);
 }
 
 TEST(AudioPath, InputRingsStartAtTheFirstRequest) {

@@ -353,3 +353,43 @@ TEST_F(PlugTest, ResumeAndLatencyReachTheHost) {
     p.idleTick();
     EXPECT_EQ(p.initialDelay(), 0);
 }
+
+// The audio thread's whole share: blocks in both precisions, host parameter changes and MIDI
+// transpositions between them, with every band sounding.
+TEST_F(PlugTest, SteadyStateBlocksAllocateNothing) {
+    TestPlug p;
+    p.setChannels(2);
+    for (int32_t b = 0; b < kNumBands; ++b) {
+        p.set(bandParam(b, kKindState), 2);
+        p.set(bandParam(b, kKindGain), 0.2f);
+        p.set(bandParam(b, kKindFrequency), 40.0f * float(b + 1));
+    }
+    p.transferParams(true);
+    std::vector<float> fl(256, 0.1f), fr(256, -0.1f);
+    std::vector<double> dl(256, 0.2), dr(256, 0.3);
+    float* f[2] = {fl.data(), fr.data()};
+    double* d[2] = {dl.data(), dr.data()};
+    VstMidiEvent note;
+    note.type = kVstMidiType;
+    note.midiData[0] = 0x90;
+    note.midiData[2] = 100;
+    VstEvent* list[1] = {&note};
+    VstEvents events;
+    events.numEvents = 1;
+    events.events = list;
+    p.processReplacing(f, f, 256);
+    hostCalls().clear();
+    hostCalls().reserve(4000); // the recording host's own list must not count
+
+    startCountingAllocations();
+    for (int i = 0; i < 1000; ++i) {
+        p.processReplacing(f, f, 256);
+        p.processDoubleReplacing(d, d, 256);
+        p.setParameter(kBand5Gain, float(i % 10) / 10.0f);
+        note.midiData[1] = uint8_t(48 + i % 24);
+        p.processEvents(&events);
+    }
+    const long allocations = stopCountingAllocations();
+    EXPECT_EQ(allocations, 0);
+    EXPECT_NE(p.getPitchFactor(), 1.0);
+}
