@@ -8,6 +8,7 @@
 
 #include "PlugFixture.h"
 #include "TagTable.h"
+#include "StringStore.h"
 #include "UISettings.h"
 
 namespace {
@@ -235,4 +236,50 @@ TEST_F(PlugTest, AutoListenFollowsTheGesture) {
     p.setAutoListen(true);
     p.beginEdit(kBand1Frequency);
     EXPECT_FALSE(p.isListening());
+}
+
+TEST_F(PlugTest, InstancesReadTheGlobalsAndTheirOwnUIDocument) {
+    TestPlug p;
+    // The first instance of a machine has written every default into the store.
+    std::string stored;
+    ASSERT_TRUE(StringStore().read(kValueGlobals, &stored));
+    for (const char* name : {kSettingFFTThrottle, kSettingSoloMode, kSettingProToolsOptShift})
+        EXPECT_NE(stored.find(name), std::string::npos) << name;
+    EXPECT_EQ(GlobalSettings::instance().getValue(kSettingFFTThrottle), 1);
+    EXPECT_EQ(p.audioGlobals().fftThrottle, 20);
+
+    RecordingEditor ed;
+    p.attach(&ed);
+    setGlobal(kSettingClipThreshold, 1); // -0.1 dB
+    p.reloadGlobals();
+    EXPECT_EQ(ed.prefsReloads, 1);
+    std::vector<float> l(16, 0.995f), r(16, 0.0f);
+    float* io[2] = {l.data(), r.data()};
+    p.set(kMsState, 0);
+    p.processReplacing(io, io, 16);
+    EXPECT_TRUE(p.getClipped());
+
+    // Each instance has its own UI settings; the effect reads them on request only.
+    TestPlug other;
+    p.editorState().ui.set("Misc", "Number format", 1);
+    p.editorState().ui.set("Misc", "Show True Q", 1);
+    p.reloadEditorDependents();
+    other.reloadEditorDependents();
+    EXPECT_TRUE(p.editorDependents().simpleNumbers);
+    EXPECT_FALSE(other.editorDependents().simpleNumbers);
+    char text[kParamTextSize];
+    p.paramDisplayAt(kBand1Frequency, paramCurveNormal(kBand1Frequency, 2500), text, false);
+    EXPECT_STREQ(text, "2.50 kHz");
+    other.paramDisplayAt(kBand1Frequency, paramCurveNormal(kBand1Frequency, 2500), text, false);
+    EXPECT_STREQ(text, "2500 Hz");
+    // "Show True Q": a boosted peak shows the engine's effective Q.
+    for (TestPlug* q : {&p, &other}) {
+        q->set(kBand1State, 2);
+        q->set(kBand1Gain, 0.5f);
+        q->set(kBand1Q, 2);
+    }
+    const float qNormal = paramCurveNormal(kBand1Q, 2);
+    EXPECT_FLOAT_EQ(p.displayValue(kBand1Q, qNormal), p.bandEQ().getBandEffectiveQ(2, 0));
+    EXPECT_NE(p.displayValue(kBand1Q, qNormal), 2.0f);
+    EXPECT_FLOAT_EQ(other.displayValue(kBand1Q, qNormal), 2.0f);
 }
