@@ -186,6 +186,25 @@ bool PlugBase::endEdit(int32_t index) {
     return true;
 }
 
+void PlugBase::undo() {
+    if (undoStack.empty()) return;
+    const UndoEntry entry = undoStack.back();
+    undoStack.pop_back();
+    redoStack.push_back({entry.paramIndex, storedNormal(entry.paramIndex)});
+    hostEditedValue(entry.paramIndex, entry.value);
+}
+
+void PlugBase::redo() {
+    if (redoStack.empty()) return;
+    const UndoEntry entry = redoStack.back();
+    redoStack.pop_back();
+    undoStack.push_back({entry.paramIndex, storedNormal(entry.paramIndex)});
+    // The plain automated write: a redo is no new gesture, so it opens none of its own.
+    callMaster(audioMasterBeginEdit, entry.paramIndex, 0, nullptr, 0);
+    AudioEffect::setParameterAutomated(entry.paramIndex, entry.value);
+    callMaster(audioMasterEndEdit, entry.paramIndex, 0, nullptr, 0);
+}
+
 void PlugBase::clearUndo() {
     undoStack.clear();
     redoStack.clear();

@@ -53,6 +53,9 @@ public:
     // Copies the live normals into a slot; the current slot stays.
     virtual void copyToAB(int32_t slot);
     virtual void idleTick() {}
+    // One gesture back or forward; the value left behind goes on the other stack.
+    virtual void undo();
+    virtual void redo();
     bool canUndo() const { return !undoStack.empty(); }
     bool canRedo() const { return !redoStack.empty(); }
     void clearUndo();
