@@ -123,35 +123,21 @@ void EQBank::update(bool go) {
 }
 
 // A changed FIR setting forces the next mode push to rebuild even with no band dirty.
+template <typename T> void EQBank::storeFirSetting(T& field, T v) {
+    if (field == v) return;
+    field = v;
+    forceUpdate = 1;
+}
+
 void EQBank::setImpulseLength(int32_t n) {
-    if (n == impulseLength || n <= 0) return;
-    impulseLength = n;
-    forceUpdate = 1;
+    if (n > 0) storeFirSetting(impulseLength, n);
 }
-
 void EQBank::setCorrectionLength(int32_t n) {
-    if (n == correctionLength || n <= 0) return;
-    correctionLength = n;
-    forceUpdate = 1;
+    if (n > 0) storeFirSetting(correctionLength, n);
 }
-
-void EQBank::setWindowKind(int32_t kind) {
-    if (kind == windowKind) return;
-    windowKind = kind;
-    forceUpdate = 1;
-}
-
-void EQBank::setWindowParameter(float v) {
-    if (v == windowParameter) return;
-    windowParameter = v;
-    forceUpdate = 1;
-}
-
-void EQBank::setPad(int32_t p) {
-    if (p == pad) return;
-    pad = p;
-    forceUpdate = 1;
-}
+void EQBank::setWindowKind(int32_t kind) { storeFirSetting(windowKind, kind); }
+void EQBank::setWindowParameter(float v) { storeFirSetting(windowParameter, v); }
+void EQBank::setPad(int32_t p) { storeFirSetting(pad, p); }
 
 int32_t EQBank::getLatency() const {
     switch (mode) {

@@ -78,6 +78,7 @@ private:
     MarlowenEQ* eq(int32_t band, int32_t channel) const {
         return eqs[size_t(band) * size_t(channels) + size_t(channel)].get();
     }
+    template <typename T> void storeFirSetting(T& field, T v);
     template <typename Setter> void forChannels(int32_t band, uint32_t mask, Setter set);
     void ensureScratch(int32_t samples);
     bool isSerial(const MarlowenEQ* e) const;
