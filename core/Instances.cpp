@@ -117,12 +117,11 @@ void tickInstances() {
 }
 
 void addToTickList(Plug* p) {
-    // The timer is restarted so that it belongs to the thread of the latest instance.
-    driver().stop();
     {
         std::lock_guard<std::mutex> lock(tickMutex);
         tickList.push_back(p);
     }
+    // Restarted, so that the timer belongs to the thread of the latest instance.
     driver().start(tickInstances);
 }
 

@@ -34,7 +34,8 @@ void markAudioRun();
 class TickDriver {
 public:
     virtual ~TickDriver() = default;
-    // Calls `tick` about every 10 ms on the driver's thread until stop().
+    // Calls `tick` about every 10 ms on the driver's thread until stop(); starting a running
+    // driver restarts it.
     virtual void start(void (*tick)()) = 0;
     virtual void stop() = 0;
 };

@@ -285,11 +285,7 @@ void Plug::transferParams(bool force) {
     // "Select" solo costs no gain here: the block sums the soloed channels.
     path.setSoloMask(soloMask);
 
-    const uint32_t ms = AudioPath::reverseNibble(uint32_t(storedValue(kMsState)));
-    if (ms != path.getMsMask()) {
-        path.setMsMask(ms);
-        if (outputs == 2) remakeChannelNames(2);
-    }
+    getMsMask();
     bank.setParallel(int32_t(storedValue(kParallel)));
 
     int32_t rate = kIIRRebuildRate;

@@ -125,12 +125,15 @@ void PlugBase::hostEditedValue(int32_t index, float normal) {
     callMaster(audioMasterEndEdit, index, 0, nullptr, 0);
 }
 
-void PlugBase::applyNormals(const float* values, bool withHostCalls) {
+void PlugBase::applyStore(const float* values, bool withHostCalls) {
     for (int32_t i = 0; i < kNumParams; ++i) {
         const float v = loadRelaxed(values[i]);
         if (withHostCalls) hostEditedValue(i, v);
         else setParameter(i, v);
     }
+    transferParams(true);
+    sendAllToEditor();
+    loadingInProgress = false;
 }
 
 void PlugBase::sendAllToEditor() {
@@ -143,10 +146,7 @@ void PlugBase::selectAB(int32_t slot) {
     if (slot < 0 || slot >= numAB) return;
     loadingInProgress = true;
     currentAB = slot;
-    applyNormals(abSlots[size_t(slot)].values, abAutomation);
-    transferParams(true);
-    sendAllToEditor();
-    loadingInProgress = false;
+    applyStore(abSlots[size_t(slot)].values, abAutomation);
 }
 
 void PlugBase::copyToAB(int32_t slot) {
@@ -158,10 +158,7 @@ void PlugBase::setProgram(int32_t program) {
     if (program < 0 || program >= kNumPrograms) return;
     loadingInProgress = true;
     curProgram = program;
-    applyNormals(programs[size_t(program)].values, true);
-    transferParams(true);
-    sendAllToEditor();
-    loadingInProgress = false;
+    applyStore(programs[size_t(program)].values, true);
 }
 
 bool PlugBase::beginEdit(int32_t index) {

@@ -88,8 +88,9 @@ protected:
     virtual DisplayContext displayContext() const;
     // Host calls that frame a parameter write as a complete edit.
     void hostEditedValue(int32_t index, float normal);
-    // A whole store of normals applied with loadingInProgress on; the caller frames it.
-    void applyNormals(const float* values, bool withHostCalls);
+    // Applies a whole store of normals, then the forced transfer and the editor's refresh, and
+    // ends the load that the caller began by setting loadingInProgress.
+    void applyStore(const float* values, bool withHostCalls);
     void sendAllToEditor();
     // Lock-free views of the fields other threads write.
     float storedNormal(int32_t index) const;

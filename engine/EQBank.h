@@ -57,10 +57,6 @@ public:
     virtual void setWindowKind(int32_t kind);
     virtual void setWindowParameter(float v);
     virtual void setPad(int32_t pad);
-    int32_t getCorrectionLength() const { return correctionLength; }
-    int32_t getWindowKind() const { return windowKind; }
-    float getWindowParameter() const { return windowParameter; }
-    int32_t getPad() const { return pad; }
 
     // buffers[c] may be null for a channel that is not present in this block.
     void processBlock(double** buffers, int32_t samples, int32_t channelCount);
