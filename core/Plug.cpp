@@ -32,7 +32,7 @@ int32_t timeBucket(int32_t rate) {
 } // namespace
 
 Plug::Plug(audioMasterCallback master)
-    : PlugBase(master), editorSeam(std::make_unique<EditorState>()),
+    : PlugBaseJSON(master), editorSeam(std::make_unique<EditorState>()),
       bank(kDefaultImpulseLength, kDefaultCorrectionLength, kNumBands, 2) {
     setUniqueID(fourCharacters('n', 'R', 's', 'T'));
     setNumInputs(2);
@@ -51,7 +51,10 @@ Plug::Plug(audioMasterCallback master)
     registerInstance(this);
     std::snprintf(instanceName, sizeof instanceName, "EQ: %d", instanceCount());
     instanceNameSet = false;
+    for (BandOrder& order : bandOrders) order.fill(-1);
+    remakeChannelNames(outputCount());
     addToTickList(this);
+    loadDefaultBank();
 }
 
 Plug::~Plug() {

@@ -7,14 +7,16 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <string>
+#include <algorithm>
 
 #include "AudioPath.h"
 #include "EQBank.h"
 #include "EditorState.h"
 #include "GlobalSettings.h"
-#include "PlugBase.h"
+#include "PlugBaseJSON.h"
 
-class Plug : public PlugBase {
+class Plug : public PlugBaseJSON {
 public:
     static constexpr int32_t kDefaultImpulseLength = 8192;
     static constexpr int32_t kDefaultCorrectionLength = 64;
@@ -88,6 +90,28 @@ public:
     bool isEditTouched(int32_t index) const;
     bool isDspParam(int32_t index) const { return inTable(index) && dspParam[size_t(index)]; }
 
+    // --- Saved state ---
+    using BandOrder = std::array<int32_t, kNumBands>;
+    cJSON* saveToJSON(bool isPreset) override;
+    cJSON* loadFromJSON(const std::string& text, bool isPreset) override;
+    // Applies one preset object to a program, as far as the loading flags allow.
+    void loadPresetInto(const cJSON* node, int32_t program);
+    // The editor's part of a state: "settings" and "uiprefs".
+    void saveEditorState(cJSON* root, bool isPreset);
+    void loadEditorState(const cJSON* root, bool isPreset);
+    // Refreshed from the stored value when there is one.
+    int32_t getLoadingFlags();
+    void setLoadingFlags(int32_t flags);
+    // The strips' band list of a program: band numbers, a -1 ending the list.
+    const BandOrder& bandOrder(int32_t program) const { return bandOrders[size_t(std::clamp(program, 0, kNumPrograms - 1))]; }
+    void setBandOrder(int32_t program, const BandOrder& order);
+    // Loads "Default Bank.tsi", or else "Factory Bank.tsi"; with neither the built-in defaults
+    // stay. A missing Default Bank makes the first-run wizard due.
+    void loadDefaultBank();
+    // Writes the present state as the Default Bank unless one can be read.
+    void ensureDefaultBank();
+    const std::string& getDefaultBankPath() const { return defaultBankFile; }
+
     EditorState& editorState() { return *editorSeam; }
     const AudioGlobals& audioGlobals() const { return globals; }
     const EditorDependents& editorDependents() const { return dependents; }
@@ -121,6 +145,10 @@ private:
     Relaxed<double> pitchFactor{1.0};
     Relaxed<bool> autoListenArmed{false};
     Relaxed<int32_t> listenBand{-1};
+
+    std::array<BandOrder, kNumPrograms> bandOrders;
+    int32_t loadingFlags = -1;
+    std::string defaultBankFile;
 
     char instanceName[kInstanceNameSize] = {};
     bool instanceNameSet = false;

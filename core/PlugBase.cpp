@@ -13,8 +13,6 @@ constexpr size_t kUndoReserve = 1024;
 thread_local int undoMuteDepth = 0;
 std::atomic<bool> wheelHook{true};
 
-float loadRelaxed(const float& f) { return std::atomic_ref<const float>(f).load(relaxed); }
-void storeRelaxed(float& f, float v) { std::atomic_ref<float>(f).store(v, relaxed); }
 
 } // namespace
 

@@ -25,3 +25,13 @@ public:
 private:
     std::atomic<T> value_;
 };
+
+// The same for a plain field that lives in an array or a struct shared with other code.
+template <typename T>
+T loadRelaxed(const T& field) noexcept {
+    return std::atomic_ref<const T>(field).load(std::memory_order_relaxed);
+}
+template <typename T>
+void storeRelaxed(T& field, T value) noexcept {
+    std::atomic_ref<T>(field).store(value, std::memory_order_relaxed);
+}
