@@ -3,10 +3,11 @@
 set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config
-  libgtest-dev libgmock-dev libbenchmark-dev
+  libgtest-dev libgmock-dev libbenchmark-dev libfftw3-dev
   zlib1g-dev libcjson-dev libpng-dev libstb-dev
   libcairo2-dev libxcb1-dev libxcb-xfixes0-dev libxkbcommon-x11-dev
   fonts-league-spartan juce-modules-source-data
+  clang libclang-rt-14-dev
 )
 missing=()
 for p in "${packages[@]}"; do
