@@ -8,7 +8,9 @@
 #include <climits>
 #include <cmath>
 #include <cstring>
+#include <algorithm>
 #include <fstream>
+#include <thread>
 
 namespace {
 
@@ -16,20 +18,33 @@ constexpr size_t kSlice = 8192;
 
 }  // namespace
 
-bool wrapChunk(const char* text, size_t length, std::vector<uint8_t>* out) {
+namespace {
+
+constexpr size_t kWindow = 32768;
+// Below this a text is compressed in one piece; above it the pieces run on threads of their own.
+constexpr size_t kParallelFrom = 96 * 1024;
+
+// text[from, to) as raw deflate at level 9, primed with the window before `from` so matches
+// reach back across the seam as in one stream; a sync flush ends every piece but the last.
+bool deflatePiece(const char* text, size_t from, size_t to, bool last, std::vector<uint8_t>* out) {
     out->clear();
     z_stream zs{};
-    if (deflateInit(&zs, 9) != Z_OK) return false;
-    out->assign(kChunkTag, kChunkTag + 4);
-    size_t consumed = 0;
+    if (deflateInit2(&zs, 9, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY) != Z_OK) return false;
+    const size_t primed = std::min(from, kWindow);
+    if (primed > 0 &&
+        deflateSetDictionary(&zs, reinterpret_cast<const Bytef*>(text + from - primed), uInt(primed)) != Z_OK) {
+        deflateEnd(&zs);
+        return false;
+    }
     std::array<uint8_t, kSlice> block;
+    size_t consumed = from;
     int status = Z_OK;
     do {
-        const size_t slice = std::min(kSlice, length - consumed);
+        const size_t slice = std::min(kSlice, to - consumed);
         zs.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(text + consumed));
         zs.avail_in = uInt(slice);
         consumed += slice;
-        const int flush = consumed == length ? Z_FINISH : Z_NO_FLUSH;
+        const int flush = consumed < to ? Z_NO_FLUSH : (last ? Z_FINISH : Z_SYNC_FLUSH);
         do {
             zs.next_out = block.data();
             zs.avail_out = uInt(block.size());
@@ -37,12 +52,45 @@ bool wrapChunk(const char* text, size_t length, std::vector<uint8_t>* out) {
             if (status == Z_STREAM_ERROR) break;
             out->insert(out->end(), block.data(), block.data() + (block.size() - zs.avail_out));
         } while (zs.avail_out == 0);
-    } while (consumed < length && status != Z_STREAM_ERROR);
+    } while (consumed < to && status != Z_STREAM_ERROR);
     deflateEnd(&zs);
-    if (status != Z_STREAM_END) {
-        out->clear();
-        return false;
+    return last ? status == Z_STREAM_END : status == Z_OK || status == Z_BUF_ERROR;
+}
+
+}  // namespace
+
+// One zlib stream (header for level 9, the deflate data, the Adler-32 of the text). Level 9 is
+// slow on a large bank, so a large text is cut into pieces compressed side by side, each primed
+// with the text before it; the result is still a single ordinary stream.
+bool wrapChunk(const char* text, size_t length, std::vector<uint8_t>* out) {
+    out->clear();
+    size_t pieces = 1;
+    if (length >= kParallelFrom) pieces = std::clamp<size_t>(std::thread::hardware_concurrency(), 1, 4);
+    std::vector<std::vector<uint8_t>> parts(pieces);
+    std::vector<char> ok(pieces, 0);
+    const auto run = [&](size_t i) {
+        const size_t from = length * i / pieces, to = length * (i + 1) / pieces;
+        ok[i] = deflatePiece(text, from, to, i + 1 == pieces, &parts[i]);
+    };
+    std::vector<std::thread> workers;
+    for (size_t i = 1; i < pieces; ++i) {
+        try {
+            workers.emplace_back(run, i);
+        } catch (...) {
+            run(i);
+        }
     }
+    run(0);
+    for (std::thread& t : workers) t.join();
+    for (char good : ok)
+        if (!good) return false;
+
+    const uLong adler = adler32(adler32(0L, Z_NULL, 0), reinterpret_cast<const Bytef*>(text), uInt(length));
+    out->assign(kChunkTag, kChunkTag + 4);
+    out->push_back(0x78);
+    out->push_back(0xDA);
+    for (const auto& part : parts) out->insert(out->end(), part.begin(), part.end());
+    for (int shift = 24; shift >= 0; shift -= 8) out->push_back(uint8_t(adler >> shift));
     return true;
 }
 
