@@ -1,7 +1,13 @@
 #include "EQBank.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
+#include <thread>
+
+namespace {
+constexpr auto seqCst = std::memory_order_seq_cst;
+}  // namespace
 
 EQBank::EQBank(int32_t impulseLength_, int32_t correctionLength_, int32_t bands_,
                int32_t channels_)
@@ -20,6 +26,7 @@ EQ* EQBank::getEQ(int32_t band, int32_t channel) const {
 }
 
 void EQBank::setChannels(int32_t n) {
+    excludeAudio();
     eqs.clear();
     channels = std::max(n, 0);
     eqs.reserve(size_t(bands) * size_t(channels));
@@ -29,13 +36,37 @@ void EQBank::setChannels(int32_t n) {
         eqs.push_back(std::move(band));
     }
     if (channels != 2) linked = 0;
+    makeConvolvers(firConvolvers, impulseLength);
+    makeConvolvers(correctionConvolvers, correctionLength);
+    impulses.assign(size_t(channels), std::vector<double>(size_t(impulseLength), 0.0));
+    windowPreview.assign(size_t(impulseLength), 1.0);
     forceUpdate = 1;
+    // The new convolvers are silent until the next update builds their impulses.
+    if (mode.load() > kModeIIR) {
+        convolverActive.store(1, seqCst);
+        update(true);
+    }
+}
+
+void EQBank::makeConvolvers(std::vector<std::unique_ptr<PartitionedConvolver>>& set, int32_t length) {
+    set.clear();
+    for (int32_t c = 0; c < channels; ++c) {
+        auto convolver = std::make_unique<PartitionedConvolver>();
+        convolver->setLength(length);
+        set.push_back(std::move(convolver));
+    }
+}
+
+void EQBank::excludeAudio() {
+    convolverActive.store(0, seqCst);
+    while (busy.load(seqCst) != 0) std::this_thread::sleep_for(std::chrono::milliseconds(10));
 }
 
 void EQBank::setMode(int32_t m) {
-    forceUpdate = m != mode;
+    // A FIR setting changed since the last push may already have asked for a rebuild.
+    if (m != mode) forceUpdate = 1;
     mode = m;
-    convolverActive = m != kModeIIR;
+    convolverActive.store(m != kModeIIR, seqCst);
     update(true);
 }
 
@@ -58,6 +89,8 @@ void EQBank::setLinked(bool v) { linked = v && channels == 2; }
 void EQBank::setSampleRate(float rate) {
     sampleRate = rate;
     for (auto& e : eqs) e->setSampleRate(rate);
+    for (auto& c : firConvolvers) c->clear();
+    for (auto& c : correctionConvolvers) c->clear();
 }
 
 template <typename Setter> void EQBank::forChannels(int32_t band, uint32_t mask, Setter set) {
@@ -118,8 +151,47 @@ void EQBank::update(bool go) {
             }
         }
     }
-    if (!convolverActive) return;
-    // The FIR builds (corrective and full impulses) hang here once the convolvers exist.
+    if (!convolverActive.load(seqCst)) return;
+    buildFir();
+}
+
+const EQ* const* EQBank::channelBands(int32_t channel) {
+    bandList.resize(size_t(bands));
+    for (int32_t b = 0; b < bands; ++b) bandList[size_t(b)] = eq(b, channel);
+    return bandList.data();
+}
+
+void EQBank::buildFir() {
+    const int32_t n = std::min<int32_t>(linked ? 1 : channels, int32_t(firConvolvers.size()));
+    const int32_t m = mode;
+    if (m == kModeIIRCorrected) {
+        buildScratch.resize(size_t(correctionLength));
+        for (int32_t c = 0; c < n; ++c) {
+            buildCorrection(channelBands(c), bands, sampleRate, correctionLength, correctionWindow, firWork,
+                            buildScratch.data());
+            correctionConvolvers[size_t(c)]->load(buildScratch.data());
+        }
+        return;
+    }
+    if (firWindow.getKind() != windowKind) firWindow.setKind(windowKind);
+    const float parameter = WindowShape::mapParameter(windowKind, windowParameter);
+    if (firWindow.getParameter() != parameter) firWindow.setParameter(parameter);
+    for (int32_t c = 0; c < n; ++c) {
+        PartitionedConvolver& convolver = *firConvolvers[size_t(c)];
+        double* impulse = impulses[size_t(c)].data();
+        buildImpulse(channelBands(c), bands, m, sampleRate, impulseLength, pad, firWindow, convolver.fftIp(),
+                     convolver.fftW(), firWork, impulse);
+        convolver.load(impulse);
+    }
+    std::fill(windowPreview.begin(), windowPreview.end(), 1.0);
+    if (m == kModeFullMinimum || m == kModeZeroLatencyAnalogue) firWindow.applyHalf(windowPreview.data(), impulseLength);
+    else firWindow.applyFull(windowPreview.data(), impulseLength);
+}
+
+const double* EQBank::getImpulse(int32_t channel) const {
+    if (!convolverActive.load(std::memory_order_relaxed) || channels == 0) return nullptr;
+    const int32_t c = linked ? 0 : ((channel % channels) + channels) % channels;
+    return impulses[size_t(c)].data();
 }
 
 // A changed FIR setting forces the next mode push to rebuild even with no band dirty.
@@ -129,11 +201,25 @@ template <typename T> void EQBank::storeFirSetting(T& field, T v) {
     forceUpdate = 1;
 }
 
+// Both leave the mode unset, so the next setMode sees a change, rebuilds and raises
+// convolverActive again.
 void EQBank::setImpulseLength(int32_t n) {
-    if (n > 0) storeFirSetting(impulseLength, n);
+    if (n <= 0 || n == impulseLength) return;
+    excludeAudio();
+    impulseLength = n;
+    makeConvolvers(firConvolvers, n);
+    impulses.assign(size_t(channels), std::vector<double>(size_t(n), 0.0));
+    windowPreview.assign(size_t(n), 1.0);
+    mode = -1;
+    forceUpdate = 1;
 }
 void EQBank::setCorrectionLength(int32_t n) {
-    if (n > 0) storeFirSetting(correctionLength, n);
+    if (n <= 0 || n == correctionLength) return;
+    excludeAudio();
+    correctionLength = n;
+    makeConvolvers(correctionConvolvers, n);
+    mode = -1;
+    forceUpdate = 1;
 }
 void EQBank::setWindowKind(int32_t kind) { storeFirSetting(windowKind, kind); }
 void EQBank::setWindowParameter(float v) { storeFirSetting(windowParameter, v); }
@@ -270,8 +356,19 @@ void EQBank::processBlock(double** buffers, int32_t samples, int32_t channelCoun
             ++c;
         }
     }
-    if (!convolverActive) return;
-    busy = 1;
-    // The convolvers run here, sample by sample, once they exist.
-    busy = 0;
+    // Raise busy before looking at convolverActive, so a reallocation either sees us inside
+    // or we see it has begun.
+    busy.store(1, seqCst);
+    if (convolverActive.load(seqCst)) runConvolvers(buffers, samples, n);
+    busy.store(0, std::memory_order_release);
+}
+
+void EQBank::runConvolvers(double** buffers, int32_t samples, int32_t n) {
+    auto& set = mode == kModeIIRCorrected ? correctionConvolvers : firConvolvers;
+    if (linked && n == 2 && buffers[0] && buffers[1] && !set.empty()) {
+        set[0]->processBlock(buffers[0], buffers[1], buffers[0], buffers[1], samples);
+        return;
+    }
+    for (int32_t c = 0; c < n && c < int32_t(set.size()); ++c)
+        if (buffers[c]) set[size_t(c)]->processBlock(buffers[c], buffers[c], samples);
 }

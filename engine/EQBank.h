@@ -1,12 +1,16 @@
 #pragma once
 // The whole equaliser of one instance: bands x channels of MarlowenEQ, the serial and
-// parallel topology between the bands of a channel, and the response queries of the graphs.
+// parallel topology between the bands of a channel, the FIR and corrective convolvers, and the
+// response queries of the graphs.
 
 #include <cstdint>
 #include <memory>
 #include <vector>
 
+#include "FirDesign.h"
 #include "MarlowenEQ.h"
+#include "PartitionedConvolver.h"
+#include "WindowShape.h"
 
 enum EQBankMode : int32_t {
     kModeIIR = 0,
@@ -42,7 +46,11 @@ public:
     virtual void setShift(float v, int32_t band, uint32_t channelMask);
     virtual void setPhase(float v, int32_t band, uint32_t channelMask);
     virtual void update(bool go);
+    // The last impulse built for a channel; null unless a convolver mode is on.
+    virtual const double* getImpulse(int32_t channel) const;
     virtual int32_t getImpulseLength() const { return impulseLength; }
+    // The FIR window alone, as the impulse graph shows it.
+    virtual const double* getWindowPreview() const { return windowPreview.data(); }
     virtual float getBandEffectiveQ(float fallback, int32_t band) const;
     virtual int32_t getLatency() const;
     virtual float analogueMagnitudeAt(float frequency, int32_t channel) const;
@@ -51,7 +59,8 @@ public:
     virtual float magnitudeErrorAt(float frequency, int32_t channel) const;
 
     // The FIR settings, taken at the next mode push. The impulse length also sets the latency
-    // of the modes that centre their impulse.
+    // of the modes that centre their impulse. A new length replaces the convolvers: it waits
+    // for the audio thread to leave them, so it must not be called from the audio thread.
     void setImpulseLength(int32_t n);
     void setCorrectionLength(int32_t n);
     virtual void setWindowKind(int32_t kind);
@@ -67,7 +76,8 @@ public:
     int32_t getMode() const { return mode; }
     bool isLinked() const { return linked != 0; }
     bool isParallelActive() const { return parallelActive != 0; }
-    bool isConvolverActive() const { return convolverActive != 0; }
+    bool isConvolverActive() const { return convolverActive.load(std::memory_order_relaxed) != 0; }
+    int32_t getCorrectionLength() const { return correctionLength; }
     float getSampleRate() const { return sampleRate; }
 
 private:
@@ -81,20 +91,37 @@ private:
     void addParallelBranch(int32_t channel, double* buffer, int32_t samples);
     void runSerialMono(int32_t channel, double* buffer, int32_t samples);
     void runSerialPair(int32_t channel, double* l, double* r, int32_t samples);
+    void runConvolvers(double** buffers, int32_t samples, int32_t channelCount);
+    void buildFir();
+    void makeConvolvers(std::vector<std::unique_ptr<PartitionedConvolver>>& set, int32_t length);
+    // Stops the audio thread from entering the convolvers and waits until it is out of them.
+    void excludeAudio();
+    const EQ* const* channelBands(int32_t channel);
 
     int32_t bands = 32;
     int32_t channels = 2;
     std::vector<double> scratchA, scratchB;
     int32_t scratchSize = 1024;
-    Relaxed<uint8_t> busy{0};
+    // The reallocation handshake: the audio thread raises busy, then checks convolverActive;
+    // the reallocator clears convolverActive, then waits for busy to fall.
+    std::atomic<uint8_t> busy{0};
     std::vector<std::unique_ptr<MarlowenEQ>> eqs;
     float sampleRate = 44100;
-    Relaxed<uint8_t> convolverActive{0};
+    std::atomic<uint8_t> convolverActive{0};
+    std::vector<std::unique_ptr<PartitionedConvolver>> firConvolvers;
+    std::vector<std::unique_ptr<PartitionedConvolver>> correctionConvolvers;
+    std::vector<std::vector<double>> impulses;
+    std::vector<double> windowPreview;
+    std::vector<double> buildScratch;
+    std::vector<const EQ*> bandList;
+    FirWorkspace firWork;
+    WindowShape firWindow;
+    WindowShape correctionWindow;
     Relaxed<int32_t> mode{kModeIIR};
     int32_t impulseLength = 8192;
     int32_t correctionLength = 64;
-    int32_t windowKind = 0;
-    float windowParameter = 0;
+    int32_t windowKind = kWindowKaiser;
+    float windowParameter = 0.5f;
     int32_t pad = 1;
     Relaxed<uint8_t> linked{0};
     Relaxed<uint8_t> parallelActive{0};
