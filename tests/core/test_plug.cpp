@@ -354,6 +354,34 @@ TEST_F(PlugTest, ResumeAndLatencyReachTheHost) {
     EXPECT_EQ(p.initialDelay(), 0);
 }
 
+// In "Linear" the effect's output is the bank's impulse, arriving after the latency it reports.
+TEST_F(PlugTest, LinearFirModeSoundsItsImpulseAtTheReportedLatency) {
+    TestPlug p;
+    p.setChannels(2);
+    p.set(kBand1State, 2);
+    p.set(kBand1Gain, 0.5f);
+    p.set(kBand1Frequency, 1000);
+    p.set(kMode, 1);
+    p.set(kIRPhase, 0);
+    p.set(kIRLength, 1); // 2048 taps
+    p.transferParams(true);
+    p.idleTick();
+    ASSERT_EQ(p.initialDelay(), 1024);
+    const double* h = p.bandEQ().getImpulse(0);
+    ASSERT_NE(h, nullptr);
+    std::vector<float> left(4096, 0.0f), right(4096, 0.0f);
+    left[0] = right[0] = 1.0f;
+    for (int32_t at = 0; at < 4096; at += 256) {
+        float* io[2] = {left.data() + at, right.data() + at};
+        p.processReplacing(io, io, 256);
+    }
+    size_t peak = 0;
+    for (size_t i = 0; i < left.size(); ++i)
+        if (std::fabs(left[i]) > std::fabs(left[peak])) peak = i;
+    EXPECT_EQ(peak, 1024u);
+    for (int32_t i = 0; i < 2048; i += 17) ASSERT_NEAR(left[size_t(i)], h[i], 1e-6) << i;
+}
+
 // The audio thread's whole share: blocks in both precisions, host parameter changes and MIDI
 // transpositions between them, with every band sounding.
 TEST_F(PlugTest, SteadyStateBlocksAllocateNothing) {
