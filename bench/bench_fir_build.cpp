@@ -9,21 +9,7 @@
 
 #include "EQBank.h"
 #include "FirDesign.h"
-
-namespace {
-
-template <typename Call> double medianMs(int runs, Call call) {
-    std::vector<double> t;
-    for (int i = 0; i < runs; ++i) {
-        const auto t0 = std::chrono::steady_clock::now();
-        call();
-        t.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count());
-    }
-    std::nth_element(t.begin(), t.begin() + runs / 2, t.end());
-    return t[size_t(runs / 2)];
-}
-
-}  // namespace
+#include "MedianTime.h"
 
 int main() {
     EQBank bank(1024, 64, 8, 1);

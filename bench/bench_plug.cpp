@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "BenchSupport.h"
+#include "MedianTime.h"
 #include "Instances.h"
 #include "Plug.h"
 
@@ -101,18 +102,6 @@ void BM_BankAlone(benchmark::State& state) {
 
 // Median of single calls, timed one by one, so that the rare call that finds a new time bucket
 // and redesigns does not count as the typical one.
-template <typename Call> double medianMicroseconds(int calls, Call call) {
-    std::vector<double> times;
-    times.reserve(size_t(calls));
-    for (int i = 0; i < calls; ++i) {
-        const auto t0 = std::chrono::steady_clock::now();
-        call(i);
-        const auto t1 = std::chrono::steady_clock::now();
-        times.push_back(std::chrono::duration<double, std::micro>(t1 - t0).count());
-    }
-    std::nth_element(times.begin(), times.begin() + calls / 2, times.end());
-    return times[size_t(calls / 2)];
-}
 
 } // namespace
 
@@ -145,12 +134,12 @@ int main(int argc, char** argv) {
     }
 
     auto plug = makePlug();
-    const double setParameter = medianMicroseconds(20001, [&](int i) {
+    const double setParameter = 1000 * medianMs(20001, [&](int i) {
         plug->setParameter(kBand7Gain, float(i % 100) / 100.0f);
     });
     EQBank bank(8192, 64, kNumBands, 2);
     configureBank(bank);
-    const double setters = medianMicroseconds(20001, [&](int i) {
+    const double setters = 1000 * medianMs(20001, [&](int i) {
         for (int b = 0; b < kNumBands; ++b) {
             bank.setOff(0, b, 3);
             bank.setType(kEQPeak, b, ~0u);

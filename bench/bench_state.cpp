@@ -17,6 +17,7 @@
 
 #include "ChunkCodec.h"
 #include "Instances.h"
+#include "MedianTime.h"
 #include "Plug.h"
 #include "PresetLibrary.h"
 
@@ -28,16 +29,6 @@ public:
     void stop() override {}
 };
 
-template <typename Call> double medianMs(int runs, Call call) {
-    std::vector<double> times;
-    for (int i = 0; i < runs; ++i) {
-        const auto t0 = std::chrono::steady_clock::now();
-        call();
-        times.push_back(std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - t0).count());
-    }
-    std::nth_element(times.begin(), times.begin() + runs / 2, times.end());
-    return times[size_t(runs / 2)];
-}
 
 // Every program and slot holds different values, as a worked-on project does; the processing
 // mode stays IIR, since FIR builds have a bench of their own.

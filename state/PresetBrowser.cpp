@@ -104,70 +104,61 @@ bool PresetBrowser::nextEnabled() const {
     return listIndex < n - 1 && n > 1;
 }
 
-void PresetBrowser::save(bool isPreset) {
+void PresetBrowser::ask(bool save, const char* title, std::string initialPath, const char* type,
+                        void (PresetBrowser::*answered)(const std::string* path)) {
     if (chooser == nullptr) return;
-    FileRequest request;
-    request.save = true;
-    request.title = "Choose destination filename";
-    request.initialPath = desktopFolder() + (isPreset ? "/Tessarine Preset.tsi" : "/Tessarine bank.tsb");
-    request.type = isPreset ? "tsi" : "tsb";
     std::weak_ptr<PresetBrowser*> alive = self;
-    chooser->choose(request, [alive, isPreset](const std::string* path) {
+    chooser->choose({save, title, std::move(initialPath), type}, [alive, answered](const std::string* path) {
         const auto owner = alive.lock();
-        if (!owner || *owner == nullptr) return;
-        PresetBrowser& browser = **owner;
-        if (path != nullptr) {
-            const std::vector<uint8_t> data = browser.host.saveState(isPreset);
-            writeFile(*path, data.data(), data.size());
-        }
-        // The new file shows in the menu at once; a cancel rebuilds all the same.
-        browser.rebuild();
+        if (owner && *owner != nullptr) ((**owner).*answered)(path);
     });
 }
 
-void PresetBrowser::saveBank() { save(false); }
-void PresetBrowser::savePreset() { save(true); }
+void PresetBrowser::saveBank() {
+    ask(true, "Choose destination filename", desktopFolder() + "/Tessarine bank.tsb", "tsb", &PresetBrowser::writeBank);
+}
+
+void PresetBrowser::savePreset() {
+    ask(true, "Choose destination filename", desktopFolder() + "/Tessarine Preset.tsi", "tsi",
+        &PresetBrowser::writePreset);
+}
+
+void PresetBrowser::writeBank(const std::string* path) { writeState(path, false); }
+void PresetBrowser::writePreset(const std::string* path) { writeState(path, true); }
+
+void PresetBrowser::writeState(const std::string* path, bool isPreset) {
+    if (path != nullptr) {
+        const std::vector<uint8_t> data = host.saveState(isPreset);
+        writeFile(*path, data.data(), data.size());
+    }
+    // The new file shows in the menu at once; a cancel rebuilds all the same.
+    rebuild();
+}
 
 void PresetBrowser::openPreset() {
-    if (chooser == nullptr) return;
-    FileRequest request;
-    request.title = "Select preset file";
-    request.initialPath = desktopFolder();
-    request.type = "tsi";
-    std::weak_ptr<PresetBrowser*> alive = self;
-    chooser->choose(request, [alive](const std::string* path) {
-        const auto owner = alive.lock();
-        if (!owner || *owner == nullptr || path == nullptr) return;
-        PresetBrowser& browser = **owner;
-        std::vector<uint8_t> data;
-        if (!readFile(*path, &data)) return;
-        browser.host.renameProgram(browser.host.currentProgram(), "Imported");
-        browser.host.loadState(data, true);
-    });
+    ask(false, "Select preset file", desktopFolder(), "tsi", &PresetBrowser::readPreset);
 }
 
-void PresetBrowser::openBank() {
-    if (chooser == nullptr) return;
-    FileRequest request;
-    request.title = "Select preset bank";
-    request.initialPath = desktopFolder();
-    request.type = "tsb";
-    std::weak_ptr<PresetBrowser*> alive = self;
-    chooser->choose(request, [alive](const std::string* path) {
-        const auto owner = alive.lock();
-        if (!owner || *owner == nullptr || path == nullptr) return;
-        PresetBrowser& browser = **owner;
-        cJSON* doc = readStateFile(*path);
-        if (doc == nullptr) return;
-        cJSON* bank = bankPresetList(doc, true);
-        cJSON_Delete(doc);
-        if (bank == nullptr) return;
-        cJSON_Delete(browser.loadedBank);
-        browser.loadedBank = bank;
-        browser.list = bank;
-        browser.listIndex = 0;
-        browser.loadChild(bank->child);
-    });
+void PresetBrowser::readPreset(const std::string* path) {
+    std::vector<uint8_t> data;
+    if (path == nullptr || !readFile(*path, &data)) return;
+    host.renameProgram(host.currentProgram(), "Imported");
+    host.loadState(data, true);
+}
+
+void PresetBrowser::openBank() { ask(false, "Select preset bank", desktopFolder(), "tsb", &PresetBrowser::readBank); }
+
+void PresetBrowser::readBank(const std::string* path) {
+    cJSON* doc = path != nullptr ? readStateFile(*path) : nullptr;
+    if (doc == nullptr) return;
+    cJSON* bank = bankPresetList(doc, true);
+    cJSON_Delete(doc);
+    if (bank == nullptr) return;
+    cJSON_Delete(loadedBank);
+    loadedBank = bank;
+    list = bank;
+    listIndex = 0;
+    loadChild(bank->child);
 }
 
 void PresetBrowser::setLoadingFlag(int32_t bit, bool on) {

@@ -78,8 +78,15 @@ public:
 
 private:
     void step(int32_t direction);
-    void save(bool isPreset);
     void loadChild(const cJSON* child);
+    // Asks the chooser; the answer reaches `answered` unless this object is gone by then.
+    void ask(bool save, const char* title, std::string initialPath, const char* type,
+             void (PresetBrowser::*answered)(const std::string* path));
+    void writeBank(const std::string* path);
+    void writePreset(const std::string* path);
+    void writeState(const std::string* path, bool isPreset);
+    void readPreset(const std::string* path);
+    void readBank(const std::string* path);
 
     PresetHost& host;
     FileChooser* chooser;
