@@ -41,8 +41,8 @@ void setValue(Plug& plug, int32_t index, double value) {
     plug.setParameter(index, paramCurveNormal(index, float(value)));
 }
 
-bool applyBand(Plug& plug, int32_t band, const cJSON* spec, std::string* error) {
-    const cJSON* type = cJSON_GetObjectItemCaseSensitive(spec, "type");
+bool applyBand(Plug& plug, int32_t band, const cJSON* source, std::string* error) {
+    const cJSON* type = cJSON_GetObjectItemCaseSensitive(source, "type");
     const int32_t code = cJSON_IsString(type) ? typeCode(type->valuestring) : 0;
     if (code == 0) {
         *error = "band " + std::to_string(band + 1) + ": unknown type";
@@ -55,10 +55,10 @@ bool applyBand(Plug& plug, int32_t band, const cJSON* spec, std::string* error) 
         int32_t kind;
     } shown[] = {{"frequency", kKindFrequency}, {"gain", kKindGain}, {"q", kKindQ}, {"slope", kKindSlope}};
     for (const auto& field : shown) {
-        const cJSON* v = cJSON_GetObjectItemCaseSensitive(spec, field.key);
+        const cJSON* v = cJSON_GetObjectItemCaseSensitive(source, field.key);
         if (cJSON_IsNumber(v)) setShown(plug, bandParam(band, field.kind), v->valuedouble);
     }
-    const cJSON* groups = cJSON_GetObjectItemCaseSensitive(spec, "groups");
+    const cJSON* groups = cJSON_GetObjectItemCaseSensitive(source, "groups");
     if (cJSON_IsArray(groups)) {
         // Group 1 is the top bit; on a Mid/Side pair group 1 holds Mid and group 2 Side.
         int32_t mask = 0;
@@ -115,9 +115,9 @@ int main(int argc, char** argv) {
             order.fill(-1);
             int32_t band = 0;
             std::string error;
-            const cJSON* spec;
-            cJSON_ArrayForEach(spec, cJSON_GetObjectItemCaseSensitive(program, "bands")) {
-                if (band >= kNumBands || !applyBand(plug, band, spec, &error)) {
+            const cJSON* described;
+            cJSON_ArrayForEach(described, cJSON_GetObjectItemCaseSensitive(program, "bands")) {
+                if (band >= kNumBands || !applyBand(plug, band, described, &error)) {
                     status = fail(std::string(name->valuestring) + ": " + (error.empty() ? "too many bands" : error));
                     break;
                 }

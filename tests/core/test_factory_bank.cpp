@@ -27,14 +27,14 @@ TEST_F(PlugTest, FactoryBankHoldsTheSourcesProgramsAndBands) {
         names.insert(plug.program(p).name);
         plug.setProgram(p);
         int32_t band = 0;
-        const cJSON* spec;
-        cJSON_ArrayForEach(spec, cJSON_GetObjectItem(program, "bands")) {
+        const cJSON* bandSource;
+        cJSON_ArrayForEach(bandSource, cJSON_GetObjectItem(program, "bands")) {
             EXPECT_EQ(plug.paramValue(bandParam(band, kKindState)), 2.0f);
             EXPECT_EQ(plug.bandOrder(p)[size_t(band)], band);
-            const double hz = cJSON_GetObjectItem(spec, "frequency")->valuedouble;
+            const double hz = cJSON_GetObjectItem(bandSource, "frequency")->valuedouble;
             EXPECT_NEAR(plug.displayValue(bandParam(band, kKindFrequency), plug.getParameter(bandParam(band, kKindFrequency))),
                         hz, hz * 1e-4);
-            if (const cJSON* gain = cJSON_GetObjectItem(spec, "gain")) {
+            if (const cJSON* gain = cJSON_GetObjectItem(bandSource, "gain")) {
                 EXPECT_NEAR(plug.displayValue(bandParam(band, kKindGain), plug.getParameter(bandParam(band, kKindGain))),
                             gain->valuedouble, 1e-3);
             }
