@@ -375,8 +375,7 @@ void Plug::setMsMask(uint32_t state) {
 
 void Plug::setInstanceName(const char* text) {
     if (!text) return;
-    std::strncpy(instanceName, text, kInstanceNameSize);
-    instanceName[kInstanceNameSize - 1] = 0;
+    std::snprintf(instanceName, kInstanceNameSize, "%s", text);
     instanceNameSet = true;
     notifyInstances();
 }

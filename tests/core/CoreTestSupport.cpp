@@ -90,5 +90,10 @@ __attribute__((noinline)) void* operator new(size_t size) {
     if (void* p = std::malloc(size ? size : 1)) return p;
     throw std::bad_alloc();
 }
+__attribute__((noinline)) void* operator new(size_t size, const std::nothrow_t&) noexcept {
+    if (counting.load(std::memory_order_relaxed)) counted.fetch_add(1);
+    return std::malloc(size ? size : 1);
+}
 __attribute__((noinline)) void operator delete(void* p) noexcept { std::free(p); }
 __attribute__((noinline)) void operator delete(void* p, size_t) noexcept { std::free(p); }
+__attribute__((noinline)) void operator delete(void* p, const std::nothrow_t&) noexcept { std::free(p); }
