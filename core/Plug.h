@@ -118,6 +118,9 @@ public:
 
 protected:
     DisplayContext displayContext() const override;
+    // A program's band order travels with it in a bank.
+    void saveProgramExtras(cJSON* preset, int32_t program) override;
+    void loadProgramExtras(const cJSON* preset, int32_t program) override;
 
 private:
     template <typename T> void process(T** inputs, T** outputs, int32_t frames);

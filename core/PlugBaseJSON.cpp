@@ -95,6 +95,7 @@ cJSON* PlugBaseJSON::saveToJSON(bool isPreset) {
         if (preset == nullptr) continue;
         saveProgramParams(preset, p);
         cJSON_AddStringToObject(preset, "name", programs[size_t(p)].name);
+        saveProgramExtras(preset, p);
         cJSON_AddItemToArray(presets, preset);
     }
     cJSON* slots = cJSON_AddArrayToObject(root, "AB");
@@ -119,6 +120,7 @@ cJSON* PlugBaseJSON::loadFromJSON(const std::string& text, bool isPreset) {
         const cJSON* name = cJSON_GetObjectItemCaseSensitive(preset, "name");
         if (cJSON_IsString(name)) programs[size_t(p)].setName(name->valuestring);
         loadProgramParams(preset, p);
+        loadProgramExtras(preset, p);
     }
     setProgram(getProgram());
     loadingInProgress = true;

@@ -37,6 +37,10 @@ public:
 protected:
     // Called after parsing, before anything is applied.
     virtual void beforeLoad(const cJSON* doc) { (void)doc; }
+    // What a subclass keeps per program beside its parameters: written after the program's
+    // "name" in a bank, read with the program's parameters.
+    virtual void saveProgramExtras(cJSON* preset, int32_t program) { (void)preset, (void)program; }
+    virtual void loadProgramExtras(const cJSON* preset, int32_t program) { (void)preset, (void)program; }
     // Every value read from a document passes here, so a later version can migrate old values
     // in one place.
     virtual float adaptParamOnLoad(int32_t index, float value) { (void)index; return value; }

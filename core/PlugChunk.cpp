@@ -39,6 +39,10 @@ const cJSON* member(const cJSON* node, const char* key) { return cJSON_GetObject
 
 }  // namespace
 
+void Plug::saveProgramExtras(cJSON* preset, int32_t program) { addBandOrder(preset, bandOrders[size_t(program)]); }
+
+void Plug::loadProgramExtras(const cJSON* preset, int32_t program) { readBandOrder(preset, &bandOrders[size_t(program)]); }
+
 void Plug::setBandOrder(int32_t program, const BandOrder& order) {
     if (program >= 0 && program < kNumPrograms) bandOrders[size_t(program)] = order;
 }
@@ -63,12 +67,6 @@ cJSON* Plug::saveToJSON(bool isPreset) {
         saveParams(root, programs[size_t(current)].values, presetTakes, flags);
         cJSON_AddStringToObject(root, "name", programs[size_t(current)].name);
         if (flags & kLoadEQ) addBandOrder(root, bandOrders[size_t(current)]);
-    } else {
-        const cJSON* presets = member(root, "presets");
-        int32_t p = 0;
-        for (cJSON* preset = presets != nullptr ? presets->child : nullptr; preset != nullptr && p < kNumPrograms;
-             preset = preset->next, ++p)
-            addBandOrder(preset, bandOrders[size_t(p)]);
     }
     if (!isPreset || (flags & kLoadUI)) saveEditorState(root, isPreset);
 
@@ -172,11 +170,6 @@ cJSON* Plug::loadFromJSON(const std::string& text, bool isPreset) {
     } else {
         doc = PlugBaseJSON::loadFromJSON(text, false);
         if (doc == nullptr) return nullptr;
-        const cJSON* presets = member(doc, "presets");
-        int32_t p = 0;
-        for (const cJSON* preset = cJSON_IsArray(presets) ? presets->child : nullptr;
-             preset != nullptr && p < kNumPrograms; preset = preset->next, ++p)
-            readBandOrder(preset, &bandOrders[size_t(p)]);
         if (editor) editor->programChanged(getProgram());
     }
 

@@ -185,26 +185,11 @@ void EQ::analogueSections(AnalogueSectionSet* out, bool evenIfOff) const {
 double EQ::analogueMagnitude(double f, bool evenIfOff) const {
     AnalogueSectionSet set;
     analogueSections(&set, evenIfOff);
-    double num = 1, den = 1;
-    for (int i = 0; i < set.count; ++i) {
-        std::complex<double> n, d;
-        evaluateSection(set.sections[i], f, n, d);
-        num *= std::norm(n);
-        den *= std::norm(d);
-    }
-    if (den == 0) return num == 0 ? 1 : 0;
-    return std::sqrt(num / den);
+    return sectionsMagnitude(set, f);
 }
 
 double EQ::analoguePhase(double f) const {
     AnalogueSectionSet set;
     analogueSections(&set, false);
-    double sum = 0;
-    for (int i = 0; i < set.count; ++i) {
-        std::complex<double> n, d;
-        evaluateSection(set.sections[i], f, n, d);
-        sum += std::atan2(d.real() * n.imag() - d.imag() * n.real(),
-                          d.imag() * n.imag() + d.real() * n.real());
-    }
-    return sum;
+    return sectionsPhase(set, f);
 }

@@ -356,8 +356,9 @@ void EQBank::processBlock(double** buffers, int32_t samples, int32_t channelCoun
             ++c;
         }
     }
-    // Raise busy before looking at convolverActive, so a reallocation either sees us inside
-    // or we see it has begun.
+    if (!convolverActive.load(std::memory_order_relaxed)) return;
+    // Raise busy before looking at convolverActive again, so a reallocation either sees us
+    // inside or we see it has begun.
     busy.store(1, seqCst);
     if (convolverActive.load(seqCst)) runConvolvers(buffers, samples, n);
     busy.store(0, std::memory_order_release);

@@ -14,22 +14,16 @@ int32_t nextPowerOfTwo(int32_t n) {
     return m;
 }
 
-// H of a band at f as numerator and denominator products, so a vanishing denominator can be
-// told apart.
-void bandResponse(const AnalogueSectionSet& set, double f, std::complex<double>& num, std::complex<double>& den) {
-    num = 1;
-    den = 1;
+// H of a band at f. Where the denominator vanishes each part is 1 if the numerator's part is
+// 0, else 0.
+std::complex<double> complexResponse(const AnalogueSectionSet& set, double f) {
+    std::complex<double> num = 1, den = 1;
     for (int32_t i = 0; i < set.count; ++i) {
         std::complex<double> n, d;
         evaluateSection(set.sections[i], f, n, d);
         num *= n;
         den *= d;
     }
-}
-
-std::complex<double> complexResponse(const AnalogueSectionSet& set, double f) {
-    std::complex<double> num, den;
-    bandResponse(set, f, num, den);
     if (std::norm(den) == 0) return {num.real() == 0 ? 1.0 : 0.0, num.imag() == 0 ? 1.0 : 0.0};
     return num / den;
 }
@@ -131,17 +125,9 @@ double buildImpulse(const EQ* const* bands, int32_t count, int32_t mode, double 
             continue;
         }
         for (int32_t k = 0; k < bins; ++k) {
-            const double f = k * step;
-            double num = 1, den = 1, phase = 0;
-            for (int32_t i = 0; i < set.count; ++i) {
-                std::complex<double> n, d;
-                evaluateSection(set.sections[i], f, n, d);
-                num *= std::norm(n);
-                den *= std::norm(d);
-                phase += std::atan2(d.real() * n.imag() - d.imag() * n.real(), d.imag() * n.imag() + d.real() * n.real());
-            }
-            series[2 * k] *= den == 0 ? (num == 0 ? 1 : 0) : std::sqrt(num / den);
-            series[2 * k + 1] += phaseScale * phase;
+            series[2 * k] *= sectionsMagnitude(set, k * step);
+            // Linear and Free without band phase need no phase at all.
+            if (phaseScale != 0) series[2 * k + 1] += phaseScale * sectionsPhase(set, k * step);
         }
     }
 

@@ -45,6 +45,30 @@ struct AnalogueSectionSet {
     int count = 1;
 };
 
+// |H| of a section set at f. Where the denominator vanishes it is 1 if the numerator does too,
+// else 0.
+inline double sectionsMagnitude(const AnalogueSectionSet& set, double f) {
+    double num = 1, den = 1;
+    for (int i = 0; i < set.count; ++i) {
+        std::complex<double> n, d;
+        evaluateSection(set.sections[i], f, n, d);
+        num *= std::norm(n);
+        den *= std::norm(d);
+    }
+    return den == 0 ? (num == 0 ? 1 : 0) : std::sqrt(num / den);
+}
+
+// arg H of a section set at f, as the sum of the sections' phases.
+inline double sectionsPhase(const AnalogueSectionSet& set, double f) {
+    double sum = 0;
+    for (int i = 0; i < set.count; ++i) {
+        std::complex<double> n, d;
+        evaluateSection(set.sections[i], f, n, d);
+        sum += std::atan2(d.real() * n.imag() - d.imag() * n.real(), d.imag() * n.imag() + d.real() * n.real());
+    }
+    return sum;
+}
+
 // (b0 + b1 z^-1 + b2 z^-2) / (1 + a1 z^-1 + a2 z^-2)
 struct DigitalSection {
     double b0 = 1, b1 = 0, b2 = 0, a1 = 0, a2 = 0;
