@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <thread>
 #include <type_traits>
 
 #include "Instances.h"
@@ -104,10 +105,16 @@ void Plug::resume() {
     reloadGlobals();
     const int32_t outputs = outputCount();
     if (outputs != namedChannels) remakeChannelNames(outputs);
-    bank.setChannels(outputs);
-    bank.setSampleRate(sampleRate);
-    listenBand = -1;
-    path.resume(outputs, sampleRate, dependents.meterBallisticType);
+    {
+        // The tick may be in the middle of a transfer on its own thread: the engine's channels
+        // are remade only once it is out.
+        while (transferBusy.exchange(true)) std::this_thread::yield();
+        bank.setChannels(outputs);
+        bank.setSampleRate(sampleRate);
+        listenBand = -1;
+        path.resume(outputs, sampleRate, dependents.meterBallisticType);
+        transferBusy.store(false);
+    }
     callMaster(audioMasterWantMidi, 0, 1, nullptr, 0);
     transferParams(true);
     path.snapGains();

@@ -65,11 +65,37 @@ struct VstEvents {
     VstEvent** events = nullptr;
 };
 
+// The host's transport as a VST 2 host fills it: 88 bytes.
 struct VstTimeInfo {
     double samplePos = 0;
     double sampleRate = 0;
-    double tempo = 120;
+    double nanoSeconds = 0;
+    double ppqPos = 0;
+    double tempo = 0;
+    double barStartPos = 0;
+    double cycleStartPos = 0;
+    double cycleEndPos = 0;
+    int32_t timeSigNumerator = 0;
+    int32_t timeSigDenominator = 0;
+    int32_t smpteOffset = 0;
+    int32_t smpteFrameRate = 0;
+    int32_t samplesToNextClock = 0;
     int32_t flags = 0;
+};
+static_assert(sizeof(VstTimeInfo) == 88);
+
+enum VstTimeInfoFlags : int32_t {
+    kVstTransportChanged = 1,
+    kVstTransportPlaying = 2,
+    kVstTransportCycleActive = 4,
+    kVstTransportRecording = 8,
+    kVstNanosValid = 0x100,
+    kVstPpqPosValid = 0x200,
+    kVstTempoValid = 0x400,
+    kVstBarsValid = 0x800,
+    kVstCyclePosValid = 0x1000,
+    kVstTimeSigValid = 0x2000,
+    kVstClockValid = 0x8000,
 };
 
 enum VstPinFlags : int32_t {
@@ -108,4 +134,17 @@ public:
     // The global settings changed: re-read what the editor keeps of them.
     virtual void reloadPrefs() {}
     virtual void programChanged(int32_t) {}
+
+    // The window side, driven by the host's view on its user-interface thread.
+    struct Rect {
+        int32_t top = 0, left = 0, bottom = 0, right = 0;
+    };
+    virtual Rect getRect() const { return {}; }
+    // `parent` is the host's native window (an X11 window id on Linux).
+    virtual bool open(void* parent) { return parent != nullptr; }
+    virtual void close() {}
+    // Every 10 ms while open.
+    virtual void idle() {}
+    // The parameter under a point of the editor, or -1.
+    virtual int32_t parameterAt(int32_t /*x*/, int32_t /*y*/) { return -1; }
 };

@@ -8,6 +8,8 @@ packages=(
   libcairo2-dev libxcb1-dev libxcb-xfixes0-dev libxkbcommon-x11-dev
   fonts-league-spartan juce-modules-source-data
   clang libclang-rt-14-dev
+  libsndfile1-dev ardour sox
+  xvfb xdotool imagemagick x11-utils
 )
 missing=()
 for p in "${packages[@]}"; do

@@ -21,7 +21,7 @@ ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:ha
 
 echo "== ThreadSanitizer (the tests whose names say Threads, Tick or Timer)"
 cmake -S . -B build/tsan "${generator[@]}" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTESS_TSAN=ON >/dev/null
-cmake --build build/tsan --parallel "$jobs" --target core_tests engine_tests
+cmake --build build/tsan --parallel "$jobs" --target core_tests engine_tests vst3_tests
 TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
   ctest --test-dir build/tsan --output-on-failure --parallel "$jobs" -R 'Threads|Tick|Timer'
 
