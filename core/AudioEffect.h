@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "Relaxed.h"
 #include "VstTypes.h"
 
 class AudioEffect {
@@ -39,7 +40,7 @@ public:
     virtual void canProcessReplacing(bool on);
     virtual void canDoubleReplacing(bool on);
     virtual void programsAreChunks(bool) {}
-    virtual void setInitialDelay(int32_t delay) { cEffect.initialDelay = delay; }
+    virtual void setInitialDelay(int32_t delay) { storeRelaxed(cEffect.initialDelay, delay); }
     virtual AEffEditor* getEditor() { return editor; }
     virtual AEffect* getAeffect() { return &cEffect; }
     virtual float getSampleRate() { return sampleRate; }

@@ -54,8 +54,9 @@ Plug::Plug(audioMasterCallback master)
     instanceNameSet = false;
     for (BandOrder& order : bandOrders) order.fill(-1);
     remakeChannelNames(outputCount());
-    addToTickList(this);
     loadDefaultBank();
+    // Last, so that the tick never meets a half-built instance.
+    addToTickList(this);
 }
 
 Plug::~Plug() {
@@ -148,6 +149,7 @@ void Plug::idleTick() {
     PlugBase::idleTick();
     updateLatency();
     if (transferPending) transferParams(false);
+    if (auto hook = afterTick.load(std::memory_order_acquire)) hook(afterTickUser.load(std::memory_order_relaxed));
 }
 
 void Plug::updateLatency() {

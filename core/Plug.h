@@ -40,6 +40,12 @@ public:
 
     void selectAB(int32_t slot) override;
     void idleTick() override;
+    // Runs at the end of each tick, on the tick's thread: how a wrapper passes on what the
+    // audio thread left for the host.
+    void setAfterTick(void (*hook)(void*), void* user) {
+        afterTickUser.store(user, std::memory_order_relaxed);
+        afterTick.store(hook, std::memory_order_release);
+    }
     bool allowsSurround() override { return true; }
     void transferParams(bool force) override;
 
@@ -136,6 +142,8 @@ private:
     EQBank bank;
     AudioPath path;
 
+    std::atomic<void (*)(void*)> afterTick{nullptr};
+    std::atomic<void*> afterTickUser{nullptr};
     std::array<uint32_t, 8> groupMasks{1, 2, 4, 8, 16, 32, 64, 128};
     std::atomic<bool> transferBusy{false};
     Relaxed<bool> transferPending{false};

@@ -6,7 +6,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev libfftw3-dev
   zlib1g-dev libcjson-dev libpng-dev libstb-dev
   libcairo2-dev libxcb1-dev libxcb-xfixes0-dev libxkbcommon-x11-dev
-  fonts-league-spartan juce-modules-source-data
+  fonts-league-spartan fonts-dejavu-core juce-modules-source-data
   clang libclang-rt-14-dev
   libsndfile1-dev ardour sox
   xvfb xdotool imagemagick x11-utils

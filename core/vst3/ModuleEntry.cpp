@@ -18,9 +18,6 @@ using namespace Steinberg;
 
 namespace {
 
-std::atomic<bool> initialisedFlag{false};
-std::string folder;
-
 const char* const kVendor = "Ondelane";
 const char* const kVendorUrl = "https://ondelane.com";
 const char* const kVendorEmail = "mailto:support@ondelane.com";
@@ -100,10 +97,6 @@ Factory::~Factory() {
 
 } // namespace
 
-bool moduleInitialised() { return initialisedFlag.load(std::memory_order_relaxed); }
-void setModuleInitialised(bool on) { initialisedFlag.store(on, std::memory_order_relaxed); }
-const std::string& moduleFolder() { return folder; }
-
 extern "C" {
 
 SMTG_EXPORT_SYMBOL IPluginFactory* PLUGIN_API GetPluginFactory() {
@@ -118,10 +111,10 @@ SMTG_EXPORT_SYMBOL IPluginFactory* PLUGIN_API GetPluginFactory() {
 SMTG_EXPORT_SYMBOL bool ModuleEntry(void*) {
     Dl_info info{};
     if (dladdr(reinterpret_cast<void*>(&GetPluginFactory), &info) && info.dli_fname) {
-        std::string path = info.dli_fname;
-        folder = path.substr(0, path.rfind('/') + 1);
+        const std::string path = info.dli_fname;
+        setModuleFolder(path.substr(0, path.rfind('/') + 1));
         // Contents/x86_64-linux/ -> Contents/Resources/, where the factory bank lives.
-        setResourcesFolder(std::filesystem::path(folder + "../Resources").lexically_normal().string());
+        setResourcesFolder(std::filesystem::path(moduleFolder() + "../Resources").lexically_normal().string());
     }
     setModuleInitialised(true);
     return true;

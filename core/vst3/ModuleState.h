@@ -8,3 +8,4 @@ bool moduleInitialised();
 void setModuleInitialised(bool on);
 // The folder of the loaded module file, ending in '/'; empty before ModuleEntry.
 const std::string& moduleFolder();
+void setModuleFolder(const std::string& path);

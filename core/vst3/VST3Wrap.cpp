@@ -9,6 +9,7 @@
 
 #include "ModuleState.h"
 #include "Plug.h"
+#include "Relaxed.h"
 #include "RunLoopTicks.h"
 #include "VST3WrapEditorView.h"
 #include "pluginterfaces/base/ibstream.h"
@@ -28,19 +29,6 @@ thread_local bool tInProcess = false;
 struct ProcessMark {
     ProcessMark() { tInProcess = true; }
     ~ProcessMark() { tInProcess = false; }
-};
-
-// The effect as this adapter hosts it: its tick also passes on what the audio thread left.
-class HostedPlug final : public Plug {
-public:
-    HostedPlug(audioMasterCallback master, VST3Wrap* wrap) : Plug(master), owner(wrap) {}
-    void idleTick() override {
-        Plug::idleTick();
-        owner->flushDeferredHostCalls();
-    }
-
-private:
-    VST3Wrap* owner;
 };
 
 void widen(const char* text, String128 out) {
@@ -69,8 +57,9 @@ double readNumber(const char* text) {
 } // namespace
 
 VST3Wrap::VST3Wrap() {
-    effect = new HostedPlug(&VST3Wrap::hostCallback, this);
-    effect->getAeffect()->user = this;
+    effect = new Plug(&VST3Wrap::hostCallback);
+    storeRelaxed(effect->getAeffect()->user, static_cast<void*>(this));
+    effect->setAfterTick([](void* self) { static_cast<VST3Wrap*>(self)->flushDeferredHostCalls(); }, this);
     numPrograms = effect->getAeffect()->numPrograms;
     numParams = effect->getAeffect()->numParams;
     PlugBase::setWheelHookAllowed(false);
@@ -85,7 +74,8 @@ VST3Wrap::~VST3Wrap() {
 // --- Host callback ---
 
 VstIntPtr VST3Wrap::hostCallback(AEffect* e, int32_t opcode, int32_t index, VstIntPtr, void*, float opt) {
-    auto* self = e ? static_cast<VST3Wrap*>(e->user) : nullptr;
+    // The tick may call before the constructor has finished: then there is no one to answer.
+    auto* self = e ? static_cast<VST3Wrap*>(loadRelaxed(e->user)) : nullptr;
     return self ? self->answerEffect(opcode, index, opt) : 0;
 }
 
@@ -206,7 +196,10 @@ tresult PLUGIN_API VST3Wrap::canProcessSampleSize(int32 size) {
     return kResultFalse;
 }
 
-uint32 PLUGIN_API VST3Wrap::getLatencySamples() { return uint32(std::max(0, effect->getAeffect()->initialDelay)); }
+uint32 PLUGIN_API VST3Wrap::getLatencySamples() {
+    // Written by the tick, read here on the host's thread.
+    return uint32(std::max(0, loadRelaxed(effect->getAeffect()->initialDelay)));
+}
 
 uint32 PLUGIN_API VST3Wrap::getTailSamples() { return uint32(std::max(0, effect->getGetTailSize())); }
 

@@ -1,7 +1,7 @@
 # The adapter as a library (linked by the module and by tests), the module itself, and the
 # bundle around it.
 add_library(tess_vst3 STATIC
-  ClassId.cpp RunLoopTicks.cpp SingleComponentEffect.cpp VST3Wrap.cpp VST3WrapEditorView.cpp)
+  ClassId.cpp ModuleState.cpp RunLoopTicks.cpp SingleComponentEffect.cpp VST3Wrap.cpp VST3WrapEditorView.cpp)
 target_include_directories(tess_vst3 PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
 target_link_libraries(tess_vst3 PUBLIC core vst3sdk)
 set_target_properties(tess_vst3 PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
