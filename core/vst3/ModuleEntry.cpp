@@ -86,7 +86,8 @@ public:
 
 private:
     std::atomic<uint32> references{1};
-    TUID cid;
+    // The SDK compares ids as two 64-bit words.
+    alignas(8) TUID cid;
 };
 
 Factory* factory = nullptr;
