@@ -10,6 +10,7 @@ packages=(
   clang libclang-rt-14-dev
   libsndfile1-dev ardour sox
   xvfb xdotool imagemagick x11-utils
+  liblilv-dev lv2-dev lsp-plugins-lv2 python3 bc valgrind
 )
 missing=()
 for p in "${packages[@]}"; do

@@ -18,15 +18,13 @@ set_target_properties(Tessarine PROPERTIES PREFIX "" OUTPUT_NAME Tessarine
   LINK_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/exports.map")
 target_link_options(Tessarine PRIVATE -Wl,--no-undefined -Wl,-Bsymbolic -Wl,--exclude-libs,ALL
   -Wl,--version-script=${CMAKE_CURRENT_SOURCE_DIR}/exports.map)
-if(TARGET factory_bank)
-  add_dependencies(Tessarine factory_bank)
-endif()
 
 # moduleinfo.json describes the factory without loading the module: written from the built
 # module itself, so the two cannot disagree.
 add_executable(make-moduleinfo MakeModuleInfo.cpp)
 target_link_libraries(make-moduleinfo PRIVATE vst3sdk)
 add_custom_command(TARGET Tessarine POST_BUILD
+  COMMAND ${CMAKE_COMMAND} -E make_directory "${TESS_BUNDLE_DIR}/Contents/Resources"
   COMMAND make-moduleinfo "$<TARGET_FILE:Tessarine>" "${TESS_BUNDLE_DIR}/Contents/Resources/moduleinfo.json"
   COMMENT "Writing moduleinfo.json")
 
