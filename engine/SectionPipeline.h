@@ -1,8 +1,9 @@
 #pragma once
-// Runs a chain of steady DF1 sections over a stereo pair with the two channels in SIMD lanes
-// and each pair of consecutive sections one sample apart, so that four recurrences are in
-// flight at once instead of one. Every section computes exactly its own recurrence, in the
-// same order of operations as the scalar loop: the output is bit-identical.
+// Runs a chain of steady DF1 sections over a stereo pair with the two channels in SIMD lanes.
+// Consecutive sections run a few samples apart, so that several recurrences are in flight at
+// once instead of one: four sections in two AVX vectors where the processor has AVX, else
+// pairs in SSE2. Every section computes exactly its own recurrence, in the same order of
+// operations as the scalar loop, with no fused multiply-add: the output is bit-identical.
 
 #include <cstdint>
 
