@@ -1,5 +1,7 @@
 #include "CControl.h"
 
+#include "CBitmap.h"
+
 #include "CFrame.h"
 
 namespace VSTGUI {
@@ -35,6 +37,37 @@ bool CControl::checkDefaultValue(long buttons) {
     endEdit();
     setDirty();
     return true;
+}
+
+void CControl::dragTo(float newValue) {
+    const float old = value;
+    value = newValue;
+    bounceValue();
+    if (value != old) {
+        valueChanged();
+        invalid();
+    }
+}
+
+void CControl::wheelStep(float distance, long buttons, float fineFactor) {
+    const float old = value;
+    value += distance * wheelInc * (vmax - vmin) / ((buttons & kShift) ? fineFactor : 1.f);
+    bounceValue();
+    if (value != old) {
+        beginEdit();
+        valueChanged();
+        endEdit();
+        invalid();
+    }
+}
+
+void CControl::drawValueFrame(CDrawContext* context, const CPoint& offset, long frames, CCoord heightOfOneImage) {
+    if (!background) return;
+    const float range = vmax - vmin;
+    const float n = range != 0 ? (value - vmin) / range : 0;
+    long frame = long(n * float(frames - 1) + 0.5f);
+    frame = frame < 0 ? 0 : frame >= frames ? frames - 1 : frame;
+    background->draw(context, size, CPoint(offset.x, offset.y + frame * heightOfOneImage));
 }
 
 bool CControl::isDirty() const { return value != oldValue || CView::isDirty(); }

@@ -54,6 +54,17 @@ public:
     void valueChanged();
 
 protected:
+    // A drag's new value, kept within bounds; the listener hears of it and the control is
+    // redrawn only when it really changed.
+    void dragTo(float newValue);
+    // One wheel notch as knobs and sliders take it, `fineFactor` times finer with Shift, as one
+    // edit gesture.
+    void wheelStep(float distance, long buttons, float fineFactor);
+    // Draws the frame of a vertical strip of `frames` images that stands for the value.
+    void drawValueFrame(CDrawContext* context, const CPoint& offset, long frames, CCoord heightOfOneImage);
+public:
+
+protected:
     CControlListener* listener;
     long tag;
     float value = 0;

@@ -78,13 +78,7 @@ CMouseEventResult CKnob::onMouseMoved(CPoint& where, const long& buttons) {
     if (fine != fineAtAnchor) startDrag(where, buttons);
     float delta = float(anchorY - where.y) * (vmax - vmin) / dragRange;
     if (fine) delta /= kFineFactor;
-    const float old = value;
-    value = anchorValue + delta;
-    bounceValue();
-    if (value != old) {
-        valueChanged();
-        invalid();
-    }
+    dragTo(anchorValue + delta);
     return kMouseEventHandled;
 }
 
@@ -94,15 +88,7 @@ CMouseEventResult CKnob::onMouseUp(CPoint&, const long&) {
 }
 
 bool CKnob::onWheel(const CPoint&, const float& distance, const long& buttons) {
-    const float old = value;
-    value += distance * wheelInc * (vmax - vmin) / ((buttons & kShift) ? kFineFactor : 1.f);
-    bounceValue();
-    if (value != old) {
-        beginEdit();
-        valueChanged();
-        endEdit();
-        invalid();
-    }
+    wheelStep(distance, buttons, kFineFactor);
     return true;
 }
 

@@ -8,13 +8,7 @@ CMovieBitmap::CMovieBitmap(const CRect& r, CControlListener* l, long t, long sub
 }
 
 void CMovieBitmap::draw(CDrawContext* context) {
-    if (background) {
-        const float range = vmax - vmin;
-        const float n = range != 0 ? (value - vmin) / range : 0;
-        long frame = long(n * float(subPixmaps - 1) + 0.5f);
-        frame = frame < 0 ? 0 : frame >= subPixmaps ? subPixmaps - 1 : frame;
-        background->draw(context, size, CPoint(offset.x, offset.y + frame * heightOfOneImage));
-    }
+    drawValueFrame(context, offset, subPixmaps, heightOfOneImage);
     setDirty(false);
 }
 

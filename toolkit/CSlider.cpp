@@ -77,13 +77,7 @@ CMouseEventResult CSlider::onMouseDown(CPoint& where, const long& buttons) {
         const CCoord lead = along(where) - (horizontal() ? size.left + handleWidth / 2 : size.top + handleHeight / 2);
         float n = float((lead - minPos) / rangeHandle);
         if (inverted()) n = 1 - n;
-        const float old = value;
-        value = vmin + n * (vmax - vmin);
-        bounceValue();
-        if (value != old) {
-            valueChanged();
-            invalid();
-        }
+        dragTo(vmin + n * (vmax - vmin));
     }
     startDrag(where, buttons);
     return kMouseEventHandled;
@@ -96,13 +90,7 @@ CMouseEventResult CSlider::onMouseMoved(CPoint& where, const long& buttons) {
     float delta = float((along(where) - anchorPos) / rangeHandle) * (vmax - vmin);
     if (inverted()) delta = -delta;
     if (fine) delta /= zoomFactor;
-    const float old = value;
-    value = anchorValue + delta;
-    bounceValue();
-    if (value != old) {
-        valueChanged();
-        invalid();
-    }
+    dragTo(anchorValue + delta);
     return kMouseEventHandled;
 }
 
@@ -112,15 +100,7 @@ CMouseEventResult CSlider::onMouseUp(CPoint&, const long&) {
 }
 
 bool CSlider::onWheel(const CPoint&, const float& distance, const long& buttons) {
-    const float old = value;
-    value += distance * wheelInc * (vmax - vmin) / ((buttons & kShift) ? zoomFactor : 1.f);
-    bounceValue();
-    if (value != old) {
-        beginEdit();
-        valueChanged();
-        endEdit();
-        invalid();
-    }
+    wheelStep(distance, buttons, zoomFactor);
     return true;
 }
 
