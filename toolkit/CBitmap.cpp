@@ -32,19 +32,19 @@ cairo_surface_t* decodePng(const unsigned char* data, size_t size) {
         cairo_surface_destroy(s);
         return nullptr;
     }
-    // Everything downstream reads ARGB32 pixels directly.
-    if (cairo_image_surface_get_format(s) != CAIRO_FORMAT_ARGB32) {
-        const int w = cairo_image_surface_get_width(s), h = cairo_image_surface_get_height(s);
-        cairo_surface_t* conv = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, w, h);
-        cairo_t* cr = cairo_create(conv);
-        cairo_set_source_surface(cr, s, 0, 0);
-        cairo_set_operator(cr, CAIRO_OPERATOR_SOURCE);
-        cairo_paint(cr);
-        cairo_destroy(cr);
-        cairo_surface_destroy(s);
-        s = conv;
-    }
-    return s;
+    // Copied into a plain ARGB32 surface of our own: everything downstream reads and writes
+    // its pixels directly, which cairo forbids on a surface that still carries the PNG it
+    // came from.
+    const int w = cairo_image_surface_get_width(s), h = cairo_image_surface_get_height(s);
+    cairo_surface_t* copy = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, w, h);
+    cairo_t* cr = cairo_create(copy);
+    cairo_set_source_surface(cr, s, 0, 0);
+    cairo_set_operator(cr, CAIRO_OPERATOR_SOURCE);
+    cairo_paint(cr);
+    cairo_destroy(cr);
+    cairo_surface_destroy(s);
+    cairo_surface_flush(copy);
+    return copy;
 }
 
 CBitmap::CBitmap(int id) : resourceId(id) {

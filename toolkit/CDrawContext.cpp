@@ -4,6 +4,9 @@
 
 #include <cmath>
 
+#include "CurveRaster.h"
+#include "PixelBuffer.h"
+
 namespace VSTGUI {
 
 CDrawContext::CDrawContext(cairo_t* c, const CRect& rect) : cr(cairo_reference(c)), surfaceRect(rect), clipRect(rect) {
@@ -133,6 +136,98 @@ void CDrawContext::drawPath(CDrawStyle style) {
         else cairo_fill(cr);
     }
     if (style != kDrawFilled) stroke();
+}
+
+bool CDrawContext::directPixels(PixelBuffer& px, CPoint& toPixel) const {
+    cairo_surface_t* s = cairo_get_target(cr);
+    if (cairo_surface_get_type(s) != CAIRO_SURFACE_TYPE_IMAGE) return false;
+    const cairo_format_t f = cairo_image_surface_get_format(s);
+    if (f != CAIRO_FORMAT_ARGB32 && f != CAIRO_FORMAT_RGB24) return false;
+    double sx = 1, sy = 1, dx = 0, dy = 0;
+    cairo_surface_get_device_scale(s, &sx, &sy);
+    if (sx != 1 || sy != 1) return false;
+    cairo_surface_get_device_offset(s, &dx, &dy);
+    cairo_surface_flush(s);
+    px.pixels = cairo_image_surface_get_data(s);
+    px.width = cairo_image_surface_get_width(s);
+    px.height = cairo_image_surface_get_height(s);
+    px.stride = cairo_image_surface_get_stride(s);
+    toPixel = CPoint(CCoord(offset.x + dx), CCoord(offset.y + dy));
+    return px.pixels != nullptr;
+}
+
+namespace {
+
+uint32_t premultiplied(const CColor& c) {
+    const auto m = [&](uint8_t v) { return uint32_t((v * c.alpha + 127) / 255); };
+    return uint32_t(c.alpha) << 24 | m(c.red) << 16 | m(c.green) << 8 | m(c.blue);
+}
+
+// Whole pixels of the clip (in surface coordinates, shifted like the pixels).
+PixelRect pixelClip(const CRect& clip, double dx, double dy) {
+    return {int(std::lround(clip.left + dx)), int(std::lround(clip.top + dy)), int(std::lround(clip.right + dx)),
+            int(std::lround(clip.bottom + dy))};
+}
+
+}  // namespace
+
+// The pixels were written behind cairo's back; its rectangle is in device space.
+void CDrawContext::markDirty(const PixelRect& d, const CPoint& shift) {
+    if (d.right <= d.left || d.bottom <= d.top) return;
+    const double ox = shift.x - offset.x, oy = shift.y - offset.y;
+    cairo_surface_mark_dirty_rectangle(cairo_get_target(cr), int(d.left - ox), int(d.top - oy), d.right - d.left,
+                                       d.bottom - d.top);
+}
+
+void CDrawContext::curvePath(const float* ys, int count, float x0, float dx) {
+    cairo_new_path(cr);
+    for (int i = 0; i < count; ++i) cairo_line_to(cr, x0 + double(i) * dx, ys[i]);
+}
+
+void CDrawContext::fillUnderCurve(const float* ys, int count, float x0, float dx, float baseline,
+                                  const CColor& colour) {
+    if (!ys || count < 2 || !(dx > 0) || colour.alpha == 0) return;
+    PixelBuffer px;
+    CPoint shift;
+    if (!directPixels(px, shift)) {
+        // Other surfaces take the same shape as a path.
+        cairo_new_path(cr);
+        cairo_move_to(cr, x0, baseline);
+        for (int i = 0; i < count; ++i) cairo_line_to(cr, x0 + double(i) * dx, ys[i]);
+        cairo_line_to(cr, x0 + double(count - 1) * dx, baseline);
+        cairo_close_path(cr);
+        setSource(colour);
+        cairo_save(cr);
+        cairo_set_antialias(cr, CAIRO_ANTIALIAS_DEFAULT);
+        cairo_fill(cr);
+        cairo_restore(cr);
+        return;
+    }
+    const double ox = shift.x - offset.x, oy = shift.y - offset.y;  // the device offset alone
+    const PixelRect d = fillCurveToBaseline(px, pixelClip(clipRect, ox, oy), {ys, count, x0 + shift.x, dx, shift.y},
+                                            double(baseline) + shift.y, premultiplied(colour));
+    markDirty(d, shift);
+}
+
+void CDrawContext::drawCurve(const float* ys, int count, float x0, float dx, const CColor& colour, float width) {
+    if (!ys || count < 2 || !(dx > 0) || !(width > 0) || colour.alpha == 0) return;
+    PixelBuffer px;
+    CPoint shift;
+    if (!directPixels(px, shift)) {
+        curvePath(ys, count, x0, dx);
+        setSource(colour);
+        cairo_save(cr);
+        cairo_set_antialias(cr, CAIRO_ANTIALIAS_DEFAULT);
+        cairo_set_line_join(cr, CAIRO_LINE_JOIN_ROUND);
+        cairo_set_line_width(cr, width);
+        cairo_stroke(cr);
+        cairo_restore(cr);
+        return;
+    }
+    const double ox = shift.x - offset.x, oy = shift.y - offset.y;
+    const PixelRect d = strokeCurve(px, pixelClip(clipRect, ox, oy), {ys, count, x0 + shift.x, dx, shift.y}, width,
+                                    premultiplied(colour));
+    markDirty(d, shift);
 }
 
 void CDrawContext::drawString(const char* utf8, const CRect& r, CHoriTxtAlign align) {

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 
+#include "CBitmap.h"
 #include "CDIB.h"
 #include "CDrawContext.h"
 #include "TextDrawing.h"
@@ -181,6 +182,30 @@ TEST(CDIB, PngResourceLoadsAsAPrivateCopyWithItsSize) {
     int inked = 0;
     for (int i = 0; i < 476 * 9; ++i) inked += strip.pixels[i * 4 + 1] > 128;
     EXPECT_GT(inked, 100);  // white glyphs on black
+}
+
+TEST_F(Drawing, PngBitmapsDrawRepeatedlyAsLoaded) {
+    // An opaque image (the glyph strip: white ink on black) and one with alpha (a button).
+    CBitmap strip(101), button(804);
+    ASSERT_EQ(strip.getWidth(), 476);
+    ASSERT_EQ(button.getWidth(), 22);
+    for (int round = 0; round < 2; ++round) {
+        strip.draw(&ctx, CRect(0, 0, 7, 9), CPoint(0, 0));
+        button.drawAlphaBlend(&ctx, CRect(10, 0, 32, 19), CPoint(0, 0));
+    }
+    int white = 0, black = 0, inked = 0;
+    for (int y = 0; y < 9; ++y)
+        for (int x = 0; x < 7; ++x) {
+            const Pixel p = at(s(), x, y);
+            white += isColour(p, 255, 255, 255, 40);
+            black += isColour(p, 0, 0, 0, 40);
+        }
+    for (int y = 0; y < 19; ++y)
+        for (int x = 10; x < 32; ++x) inked += !isColour(at(s(), x, y), 255, 255, 255);
+    EXPECT_GT(white, 3);
+    EXPECT_GT(black, 20);
+    EXPECT_GT(inked, 20);
+    EXPECT_TRUE(isColour(at(s(), 8, 4), 255, 255, 255));  // between the two: untouched
 }
 
 TEST_F(Drawing, TrueTypeTextHonoursClipOffsetAndCentring) {

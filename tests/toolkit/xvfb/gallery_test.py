@@ -156,7 +156,7 @@ def centre_of(rect):
 
 
 def check_menu(g):
-    # By mouse: open, hover "More" to open its sub menu, click "Sub Two".
+    # By mouse: open, hover "More" to open its sub menu, click "Groups".
     g.move(*g.centre(11))
     g.xdo("click", "1")
     g.wait(r"POPUP level=0 ")
@@ -164,18 +164,18 @@ def check_menu(g):
     g.xdo("mousemove", *centre_of(item_rects(g, 0)[4]))
     g.wait(r"POPUP level=1 ")
     g.wait(r"ITEM level=1 index=1 ")
-    sub_two = centre_of(item_rects(g, 1)[1])
-    g.xdo("mousemove", sub_two[0], str(int(sub_two[1]) - 3))
-    g.xdo("mousemove", *sub_two)
+    groups = centre_of(item_rects(g, 1)[1])
+    g.xdo("mousemove", groups[0], str(int(groups[1]) - 3))
+    g.xdo("mousemove", *groups)
     g.xdo("click", "1")
-    g.wait(r"valueChanged tag=11 value=\S+ item=Sub Two")
+    g.wait(r"valueChanged tag=11 value=\S+ item=Groups")
     g.wait(r"endEdit tag=11$")
-    # By keyboard: Down twice reaches "Beta", Return chooses it.
+    # By keyboard: Down twice reaches "Side", Return chooses it.
     g.move(*g.centre(11))
     g.xdo("click", "1")
     g.wait(r"ITEM level=0 index=4 ")
     g.xdo("key", "Down", "Down", "Return")
-    g.wait(r"valueChanged tag=11 value=1\.0000 item=Beta")
+    g.wait(r"valueChanged tag=11 value=1\.0000 item=Side")
     # Escape closes without a choice.
     g.xdo("click", "1")
     g.wait(r"ITEM level=0 index=4 ")
@@ -223,8 +223,9 @@ def main():
         g = Gallery(program, display)
         checks = [
             ("a click reaches the listener once", lambda: check_button_once(g)),
-            ("slider drag, finer with Shift", lambda: check_drag_coarse_and_fine(g, 9, 110)),
-            ("knob drag, finer with Shift", lambda: check_drag_coarse_and_fine(g, 7, 120)),
+            # The slider's handle starts in the middle, at value 0.5.
+            ("slider drag, finer with Shift", lambda: check_drag_coarse_and_fine(g, 9, int(g.centre(9)[1]))),
+            ("knob drag, finer with Shift", lambda: check_drag_coarse_and_fine(g, 7, int(g.centre(7)[1]))),
             ("wheel steps a slider", lambda: check_wheel(g)),
             ("option menu by mouse and keyboard", lambda: check_menu(g)),
             ("text edit commits on Return", lambda: check_text_edit(g)),
