@@ -461,27 +461,25 @@ cairo_surface_t* bankSwitch() {
     return c.finish();
 }
 
-cairo_surface_t* handleH() {
-    Canvas c(9, 14);
-    panel(c.cr, 0, 0, 9, 14, 2, hex(0xc9ced5), hex(0x8f969f));
-    cairo_move_to(c.cr, 4.5, 3);
-    cairo_line_to(c.cr, 4.5, 11);
+// A slider handle: a light cap with an accent groove across its length.
+cairo_surface_t* handle(int w, int h) {
+    Canvas c(w, h);
+    panel(c.cr, 0, 0, w, h, 2, hex(0xc9ced5), hex(0x8f969f));
+    if (w < h) {
+        cairo_move_to(c.cr, w / 2.0, 3);
+        cairo_line_to(c.cr, w / 2.0, h - 3);
+    } else {
+        cairo_move_to(c.cr, 3, h / 2.0);
+        cairo_line_to(c.cr, w - 3, h / 2.0);
+    }
     setColour(c.cr, kAccentDeep);
     cairo_set_line_width(c.cr, 1);
     cairo_stroke(c.cr);
     return c.finish();
 }
 
-cairo_surface_t* handleV() {
-    Canvas c(14, 9);
-    panel(c.cr, 0, 0, 14, 9, 2, hex(0xc9ced5), hex(0x8f969f));
-    cairo_move_to(c.cr, 3, 4.5);
-    cairo_line_to(c.cr, 11, 4.5);
-    setColour(c.cr, kAccentDeep);
-    cairo_set_line_width(c.cr, 1);
-    cairo_stroke(c.cr);
-    return c.finish();
-}
+cairo_surface_t* handleH() { return handle(9, 14); }
+cairo_surface_t* handleV() { return handle(14, 9); }
 
 // The lit span between a slider's rest and its value.
 cairo_surface_t* rangeHandle() {

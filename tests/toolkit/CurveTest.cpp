@@ -10,20 +10,11 @@
 #include <vector>
 
 #include "CDrawContext.h"
+#include "PixelCheck.h"
 
 using namespace VSTGUI;
 
 namespace {
-
-struct Pixel {
-    int b, g, r, a;
-};
-
-Pixel at(cairo_surface_t* s, int x, int y) {
-    cairo_surface_flush(s);
-    const uint8_t* p = cairo_image_surface_get_data(s) + y * cairo_image_surface_get_stride(s) + x * 4;
-    return {p[0], p[1], p[2], p[3]};
-}
 
 int alphaAt(cairo_surface_t* s, int x, int y) { return at(s, x, y).a; }
 
