@@ -85,6 +85,4 @@ void withdraw(const void* owner) {
     if (list.size() != before) settle();
 }
 
-Linux::IRunLoop* current() { return driver().loop; }
-
 } // namespace RunLoopTicks

@@ -12,6 +12,4 @@ namespace RunLoopTicks {
 // `owner` identifies who offers the loop (an effect or a view); one loop per owner.
 void offer(const void* owner, Steinberg::Linux::IRunLoop* loop);
 void withdraw(const void* owner);
-// The loop the tick runs on now, or null.
-Steinberg::Linux::IRunLoop* current();
 } // namespace RunLoopTicks

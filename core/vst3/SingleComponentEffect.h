@@ -17,7 +17,7 @@ public:
 
     SingleComponentEffect();
 
-    // IPluginBase
+    // IPluginBase: one override for the component and the controller face alike.
     tresult PLUGIN_API initialize(Steinberg::FUnknown* context) SMTG_OVERRIDE;
     tresult PLUGIN_API terminate() SMTG_OVERRIDE;
 

@@ -301,6 +301,33 @@ void VST3Wrap::fillTimeInfo(const ProcessContext& context) {
     t.flags = flags;
 }
 
+template <typename T, typename Buffers>
+void VST3Wrap::runBlock(ProcessData& data, int32 n, Buffers buffersOf) {
+    T** inputs = buffersOf(data.inputs[0]);
+    T** outputs = buffersOf(data.outputs[0]);
+    if (!inputs || !outputs) return;
+    T* in[8] = {};
+    T* out[8] = {};
+    for (int32 c = 0; c < n; ++c) {
+        in[c] = inputs[c];
+        out[c] = outputs[c];
+        if (!in[c] || !out[c]) return;
+    }
+    // The sidechain's channels ride behind the main ones; the effect does not read them.
+    if (data.numInputs == 2 && n < 8 && data.inputs[1].numChannels > 0) {
+        if (T** side = buffersOf(data.inputs[1])) {
+            in[n] = side[0];
+            if (n == 2 && data.inputs[1].numChannels > 1) in[n + 1] = side[1];
+        }
+    }
+    if (n == 6) {
+        reorder51(in);
+        reorder51(out);
+    }
+    if constexpr (sizeof(T) == sizeof(float)) effect->processReplacing(in, out, data.numSamples);
+    else effect->processDoubleReplacing(in, out, data.numSamples);
+}
+
 tresult PLUGIN_API VST3Wrap::process(ProcessData& data) {
     if (data.numInputs < 1 || data.numInputs > 2 || data.numOutputs != 1 || !data.inputs || !data.outputs)
         return kResultOk;
@@ -352,43 +379,8 @@ tresult PLUGIN_API VST3Wrap::process(ProcessData& data) {
     const AEffect* e = effect->getAeffect();
     if (data.numSamples <= 0 || e->numInputs > n || e->numOutputs > n) return kResultOk;
 
-    const auto collect = [&](auto** in, auto** out, auto buffers) {
-        for (int32 c = 0; c < n; ++c) {
-            in[c] = buffers(data.inputs[0])[c];
-            out[c] = buffers(data.outputs[0])[c];
-            if (!in[c] || !out[c]) return false;
-        }
-        return true;
-    };
-    if (data.symbolicSampleSize == kSample32) {
-        float* in[8] = {};
-        float* out[8] = {};
-        if (!data.inputs[0].channelBuffers32 || !data.outputs[0].channelBuffers32) return kResultOk;
-        if (!collect(in, out, [](AudioBusBuffers& b) { return b.channelBuffers32; })) return kResultOk;
-        if (data.numInputs == 2 && data.inputs[1].numChannels > 0 && data.inputs[1].channelBuffers32) {
-            in[n] = data.inputs[1].channelBuffers32[0];
-            if (n == 2 && data.inputs[1].numChannels > 1) in[n + 1] = data.inputs[1].channelBuffers32[1];
-        }
-        if (n == 6) {
-            reorder51(in);
-            reorder51(out);
-        }
-        effect->processReplacing(in, out, data.numSamples);
-    } else if (data.symbolicSampleSize == kSample64) {
-        double* in[8] = {};
-        double* out[8] = {};
-        if (!data.inputs[0].channelBuffers64 || !data.outputs[0].channelBuffers64) return kResultOk;
-        if (!collect(in, out, [](AudioBusBuffers& b) { return b.channelBuffers64; })) return kResultOk;
-        if (data.numInputs == 2 && data.inputs[1].channelBuffers64 && n < 8) {
-            in[n] = data.inputs[1].numChannels > 0 ? data.inputs[1].channelBuffers64[0] : nullptr;
-            if (n == 2 && data.inputs[1].numChannels > 1) in[n + 1] = data.inputs[1].channelBuffers64[1];
-        }
-        if (n == 6) {
-            reorder51(in);
-            reorder51(out);
-        }
-        effect->processDoubleReplacing(in, out, data.numSamples);
-    }
+    if (data.symbolicSampleSize == kSample32) runBlock<float>(data, n, [](AudioBusBuffers& b) { return b.channelBuffers32; });
+    else if (data.symbolicSampleSize == kSample64) runBlock<double>(data, n, [](AudioBusBuffers& b) { return b.channelBuffers64; });
     return kResultOk;
 }
 

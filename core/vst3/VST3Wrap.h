@@ -106,6 +106,9 @@ private:
     VstIntPtr answerEffect(int32_t opcode, int32_t index, float opt);
     void rebuildBusses(const char16_t* in, const char16_t* out, Steinberg::Vst::SpeakerArrangement arr);
     void fillTimeInfo(const Steinberg::Vst::ProcessContext& context);
+    // One block of `n` channels in the sample type T, `buffersOf` picking a bus's pointers.
+    template <typename T, typename Buffers>
+    void runBlock(Steinberg::Vst::ProcessData& data, int32 n, Buffers buffersOf);
 
     Plug* effect = nullptr;
     int32_t numPrograms = 0;
