@@ -144,7 +144,8 @@ private:
 
     std::atomic<void (*)(void*)> afterTick{nullptr};
     std::atomic<void*> afterTickUser{nullptr};
-    std::array<uint32_t, 8> groupMasks{1, 2, 4, 8, 16, 32, 64, 128};
+    // Read by the transfer on the audio and tick threads while a state load writes them.
+    std::array<Relaxed<uint32_t>, 8> groupMasks{1u, 2u, 4u, 8u, 16u, 32u, 64u, 128u};
     std::atomic<bool> transferBusy{false};
     Relaxed<bool> transferPending{false};
     Relaxed<bool> allBandsLinked{false};
